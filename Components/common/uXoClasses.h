@@ -582,7 +582,7 @@ public:
   void PrevCharW();
   void SkipChars(int64_t ACount);
   // ACount characters from the current one (fewer at the end); not moving.
-  std::string PeekString(int64_t ACount) const;
+  std::u16string PeekString(int64_t ACount) const;
   std::u16string PeekStringW(int64_t ACount) const;
 
   // Skips by operator and character; SkipWhile dispatches by source kind.
