@@ -257,4 +257,70 @@ std::u16string IntToStr(int64_t AValue);
 std::u16string UIntToStr(uint64_t AValue);
 std::u16string IntToHex(uint64_t AValue, int ADigits);
 
+// ===========================================================================
+// Number services: text to numbers and back with fixed, locale-independent
+// rules (decimal separator "." always; the process locale is never read).
+//
+// Integers: leading blanks (characters up to 0x20) are skipped, trailing ones
+// are not allowed; an optional sign; "$", "0x" or "0X" starts a hexadecimal
+// number. A decimal number must fit the signed target; hexadecimal digits may
+// fill its full width and are taken as two's complement ("$FFFFFFFF" is -1 for
+// StrToInt). Failure raises EConvertError "'%s' is not a valid integer value".
+int32_t StrToInt(std::u16string_view AText);
+int64_t StrToInt64(std::u16string_view AText);
+// Unsigned 64-bit: decimal up to 18446744073709551615, no minus sign.
+uint64_t StrToUInt64(std::u16string_view AText);
+int32_t StrToIntDef(std::u16string_view AText, int32_t ADefault);
+int64_t StrToInt64Def(std::u16string_view AText, int64_t ADefault);
+uint64_t StrToUInt64Def(std::u16string_view AText, uint64_t ADefault);
+bool TryStrToInt(std::u16string_view AText, int32_t& AValue);
+bool TryStrToInt64(std::u16string_view AText, int64_t& AValue);
+bool TryStrToUInt64(std::u16string_view AText, uint64_t& AValue);
+// 8-bit forms of the same parsers (ASCII text).
+bool TryStrToInt(std::string_view AText, int32_t& AValue);
+bool TryStrToInt64(std::string_view AText, int64_t& AValue);
+bool TryStrToUInt64(std::string_view AText, uint64_t& AValue);
+
+// The platform's Val: parses AText as a whole; ACode is 0 on success, else
+// the 1-based position of the first character that spoiled it (length + 1
+// when the text ended early). Leading blanks are skipped. AValue is 0 on
+// failure.
+void Val(std::u16string_view AText, int64_t& AValue, int& ACode);
+void Val(std::u16string_view AText, int32_t& AValue, int& ACode);
+void Val(std::u16string_view AText, double& AValue, int& ACode);
+
+// Floats: blanks around the number are allowed; an optional sign, digits
+// with an optional "." and fraction (at least one digit in all), an optional
+// exponent ("e" or "E", optional sign, digits). "INF", "INFINITY" and "NAN"
+// in any case and with an optional sign are the infinities and NaN. A value
+// beyond the range of the target is an error; one below it becomes 0.
+// Failure raises EConvertError "'%s' is not a valid floating point value".
+double StrToFloat(std::u16string_view AText);
+double StrToFloatDef(std::u16string_view AText, double ADefault);
+bool TryStrToFloat(std::u16string_view AText, double& AValue);
+bool TryStrToFloat(std::u16string_view AText, float& AValue);
+bool TryStrToFloat(std::u16string_view AText, long double& AValue);
+bool TryStrToFloat(std::string_view AText, double& AValue);
+long double StrToExtended(std::u16string_view AText);
+long double StrToExtendedDef(std::u16string_view AText, long double ADefault);
+// The platform's TextToFloat: as TryStrToFloat with a chosen decimal
+// separator; a thousand separator is never accepted.
+bool TextToFloat(std::u16string_view AText, double& AValue, char16_t ADecimalSeparator = u'.');
+bool TextToFloat(std::u16string_view AText, long double& AValue, char16_t ADecimalSeparator = u'.');
+
+// The general float format with 15 significant digits: the value rounded to
+// 15 significant digits, trailing zeros dropped, no exponent when the decimal
+// exponent e (value = d.ddd * 10^e) lies in -5 < e < 15, otherwise the form
+// "d.dddE<e>" with "-" only for a negative exponent and no leading zeros
+// ("1E20", "1.5E-7"). Zero (also -0) is "0"; NaN "NAN"; the infinities "INF"
+// and "-INF". The long double form uses the same 15 digits.
+std::u16string FloatToStr(double AValue);
+std::u16string FloatToStr(long double AValue);
+// Appending form for callers that reuse one buffer.
+void XoAppendFloatToStr(std::u16string& ADest, double AValue);
+// Boolean text as the platform writes it: "True" / "False".
+std::u16string BoolToStr(bool AValue);
+// "true"/"false" in any case, or a number (non-zero is true).
+bool TryStrToBool(std::u16string_view AText, bool& AValue);
+
 }  // namespace xo
