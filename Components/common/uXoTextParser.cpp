@@ -207,7 +207,10 @@ int32_t TXoTextParser::GetColNr() {
   const uint8_t* p = FLineStart;
   int64_t col = 1;
   if (FCharSetType == cstUTF16) {
-    col += (FCur - p) / 2;
+    for (; p < FCur; p += 2) {
+      char16_t c = LoadUnit(p);
+      if (c < 0xDC00 || c > 0xDFFF) ++col;
+    }
   } else if (FCharSetType == cstUTF8) {
     for (; p < FCur; ++p)
       if ((*p & 0xC0) != 0x80) ++col;

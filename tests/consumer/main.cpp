@@ -1,0 +1,16 @@
+// A program outside the source tree that finds xo with find_package.
+#include <cstdio>
+
+#include "uXoClasses.h"
+
+int main() {
+  std::string text = "<r>consumer</r>";
+  xo::TXoTextParser p(text.data(), static_cast<int64_t>(text.size()), 65001);
+  p.SkipWhile(xo::tpsUntilEqual, u'>');
+  p.NextChar();
+  p.SetMark(xo::tppMark1);
+  p.SkipWhile(xo::tpsUntilEqual, u'<');
+  if (p.Selected() != u"consumer") return 1;
+  std::puts("consumer ok");
+  return 0;
+}
