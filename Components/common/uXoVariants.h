@@ -155,7 +155,8 @@ public:
   bool AsBoolean() const;
   TDateTime AsDate() const;
   std::u16string AsString() const;
-  // 8-bit: an 8-bit string as is, any other text as UTF-8.
+  // 8-bit: an 8-bit string as is, any other text in the system code page
+  // (XoSystemCodePage; 8-bit strings are read in it too).
   std::string AsAnsiString() const;
   TIntfPtr<IInterface> AsInterface() const;
   // The value converted to the type code (an array code is not a target).
