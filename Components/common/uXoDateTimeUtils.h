@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "uXoSysUtils.h"
 
@@ -95,5 +96,65 @@ int64_t XoDateTimeToMSecs(TDateTime AValue);
 TDateTime XoMSecsToDateTime(int64_t AMSecs);
 
 // --- ISO and zone services follow ---
+
+// How a date-time value relates to a time zone, on output and on input:
+//   tzfNone   - local time without a zone designator; on input a zone in the
+//               text is honoured and none is accepted;
+//   tzfOffset - local time followed by the local numeric offset; on input the
+//               text must carry a zone and the result is local time;
+//   tzfUTC    - converted to UTC and followed by "Z"; on input the text must
+//               carry a zone and the result is UTC.
+enum TXoTimeZoneFormat : uint8_t { tzfNone = 0, tzfOffset = 1, tzfUTC = 2 };
+
+// The fields of an ISO 8601 date, time or date-time as written.
+struct TXoDateTimeParts {
+  bool HasDate = false;  // the text had a date part
+  uint16_t Year = 0;
+  uint16_t Month = 0;
+  uint16_t Day = 0;
+  bool HasTime = false;  // the text had a time part
+  uint16_t Hour = 0;
+  uint16_t Minute = 0;
+  uint16_t Second = 0;
+  uint16_t MilliSecond = 0;
+  bool Negative = false;      // the year was written with a leading minus
+  uint8_t TimeZoneKind = 0;   // 0 no zone, 1 numeric offset, 2 "Z"
+  int16_t TimeZoneOffset = 0; // minutes east of UTC when TimeZoneKind is 1
+};
+
+// A duration: a sign and two magnitudes, all years and months as months, and
+// everything from days down as seconds with their fraction.
+struct TXoDuration {
+  bool Negative = false;
+  int32_t Months = 0;
+  double Seconds = 0;
+};
+
+// Decodes an ISO 8601 date ("2024-03-01", "-0044-03-15"), time
+// ("10:30:00.250", seconds and fraction optional) or date and time joined by
+// "T" (or a blank), each optionally followed by "Z" or a numeric offset
+// ("+02:00", "-0530", "+02"). Blanks around the text are ignored. Digits of a
+// fraction beyond the milliseconds are cut off. Raises EConvertError for any
+// other text and for fields out of range.
+TXoDateTimeParts XoDecodeISODateTime(std::u16string_view AText);
+
+// Local time to UTC and back, with the zone rules of the machine (the TZ
+// environment variable, read again on each call). A local time that falls into
+// a gap of a daylight saving change is taken as the C library's mktime takes
+// it; an ambiguous one is resolved the same way.
+TDateTime XoLocalToUTC(TDateTime ADateTime);
+TDateTime XoUTCToLocal(TDateTime ADateTime);
+
+// The offset of the local zone from UTC at the local time ADateTime, in
+// minutes east of UTC (negative west of it), and the hours and minutes of its
+// magnitude.
+void XoCalcTimeZoneOffset(TDateTime ADateTime, int32_t& ATotalMinutes, uint16_t& AHours,
+                          uint16_t& AMinutes);
+
+// A duration from its fields: Months = AYears * 12 + AMonths, Seconds = the
+// rest in seconds.
+TXoDuration XoEncodeDuration(uint16_t AYears, uint16_t AMonths, uint16_t ADays, uint16_t AHours,
+                             uint16_t AMinutes, uint16_t ASeconds, uint16_t AMilliSeconds,
+                             bool ANegative);
 
 }  // namespace xo

@@ -1,0 +1,210 @@
+// uXoXMLUtils: the lexical forms of values in XML, and XML escaping.
+//
+// Every typed value of xo becomes text and comes back from text here: the DOM,
+// the serializers, XPath and the JSON conversions all call these functions, so
+// the forms below are the forms of the whole library. The functions keep no
+// state and never read the process locale.
+//
+// Text readers come in three forms per type:
+//   XoXMLToInt(text)              raising: an empty text yields 0, bad text
+//                                 raises the parser's EConvertError;
+//   XoXMLToIntDef(text, Default)  an empty text yields 0, bad text Default;
+//   XoXMLToInt(variant, Default)  null yields Default; see below.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "uXoClasses.h"
+#include "uXoDateTimeUtils.h"
+#include "uXoSysUtils.h"
+#include "uXoVariants.h"
+
+namespace xo {
+
+// How a date-time value is written or read; each function taking it maps it
+// to TXoTimeZoneFormat (xdtfLocal: tzfNone, xdtfUTC: tzfUTC, xdtfTimezone:
+// tzfOffset).
+enum TXoXMLDateTimeFormat : uint8_t { xdtfLocal = 0, xdtfUTC = 1, xdtfTimezone = 2 };
+
+TXoTimeZoneFormat XoTimeZoneFormat(TXoXMLDateTimeFormat AFormat);
+
+// Exceptions for SAX applications. The readers of xo raise their own classes.
+class EXoSAXException : public EXoException {
+public:
+  using EXoException::EXoException;
+  const char16_t* ClassName() const override { return u"EXoSAXException"; }
+};
+class EXoSAXNotRecognizedException : public EXoSAXException {
+public:
+  using EXoSAXException::EXoSAXException;
+  const char16_t* ClassName() const override { return u"EXoSAXNotRecognizedException"; }
+};
+class EXoSAXNotSupportedException : public EXoSAXException {
+public:
+  using EXoSAXException::EXoSAXException;
+  const char16_t* ClassName() const override { return u"EXoSAXNotSupportedException"; }
+};
+
+inline constexpr std::string_view cXoCDATAEndA = "]>";
+inline constexpr std::u16string_view cXoCDATAEndW = u"]>";
+
+// ===========================================================================
+// Values to text
+
+XoXMLString XoShortIntToXML(int8_t AValue);
+XoXMLString XoSmallIntToXML(int16_t AValue);
+XoXMLString XoLongIntToXML(int32_t AValue);
+XoXMLString XoIntToXML(int32_t AValue);
+XoXMLString XoInt64ToXML(int64_t AValue);
+XoXMLString XoByteToXML(uint8_t AValue);
+XoXMLString XoWordToXML(uint16_t AValue);
+XoXMLString XoLongWordToXML(uint32_t AValue);
+XoXMLString XoCardinalToXML(uint32_t AValue);
+// The 64 bits written as a signed number: values from 2^63 on come out
+// negative, and XoXMLToUInt64 reads them back to the same bits.
+XoXMLString XoUInt64ToXML(uint64_t AValue);
+// Shortest general form with up to 15 significant digits, "." as decimal
+// separator ("0.1", "1E20", "1.5E-7"); NaN is "NAN", the infinities "INF" and
+// "-INF".
+XoXMLString XoDoubleToXML(double AValue);
+XoXMLString XoExtToXML(long double AValue);
+// "true" or "false".
+XoXMLString XoBoolToXML(bool AValue);
+
+// YYYY-MM-DD, hh:mm:ss.fff and YYYY-MM-DDThh:mm:ss.fff; with tzfOffset the
+// local offset ("+01:00") follows, with tzfUTC the value is converted to UTC
+// and "Z" follows (the date-time then has no fraction).
+XoXMLString XoDateToXML(TDateTime AValue, TXoTimeZoneFormat AFormat = tzfNone);
+XoXMLString XoDateToXML(TDateTime AValue, TXoXMLDateTimeFormat AFormat);
+XoXMLString XoTimeToXML(TDateTime AValue, TXoTimeZoneFormat AFormat = tzfNone);
+XoXMLString XoTimeToXML(TDateTime AValue, TXoXMLDateTimeFormat AFormat);
+XoXMLString XoDateTimeToXML(TDateTime AValue, TXoTimeZoneFormat AFormat = tzfNone);
+XoXMLString XoDateTimeToXML(TDateTime AValue, TXoXMLDateTimeFormat AFormat);
+
+// xs:duration text: "P1Y2M3DT4H5M6.5S", "-PT0.05S", "P0Y" for zero.
+XoXMLString XoDurationToXML(const TXoDuration& AValue);
+
+// The XML text of a variant. Strings are escaped; arrays become one escaped
+// "<array length=..."><element nr=...>...</element></array>" text; byte
+// arrays two hexadecimal digits per byte. Raises Exception for a type code
+// without a text form.
+XoXMLString XoVariantToXML(const Variant& AValue);
+
+// ===========================================================================
+// Escaping and entity decoding
+
+// Replaces "<", ">", "&" and the codes 1 to 31 by references ("&lt;", "&#9;"),
+// the apostrophe and the double quote when asked. Other characters, also those
+// above 126, are copied.
+//
+// Stream form: appends to AStream (which the caller owns); code 0 is copied.
+void XoStrToXML(const char16_t* AText, int64_t ACount, TXoStringStream* AStream, bool EscapeApos,
+                bool EscapeQuote);
+// 8-bit form: bytes from 128 on and code 0 are copied.
+std::string XoStrToXML(std::string_view AText, bool EscapeApos, bool EscapeQuote);
+// 16-bit form: code 0 is dropped.
+XoXMLString XoStrToXML(std::u16string_view AText, bool EscapeApos, bool EscapeQuote);
+
+// Decodes character references ("&#233;", "&#xE9;") and entity references of
+// the HTML 4 names and "apos". A reference without its semicolon (the scan for
+// it stops at a blank) and a name without an entry stay as written. Numeric
+// references give one 16-bit code unit (the low 16 bits of the number); digits
+// that do not parse raise EConvertError.
+XoXMLString XoXMLToStr(std::u16string_view AText);
+// 8-bit form: only the first letter of a name is looked at (a/A followed by m
+// is "&", otherwise "'"; g ">", l "<", q "\""), and numeric references are
+// written in the system code page.
+std::string XoXMLToStr(std::string_view AText);
+// Null yields ADefault; numbers, booleans and dates give their XML text,
+// strings are decoded, a one-dimensional array gives each element's decoded
+// text followed by CR LF. Other values raise EConvertError.
+XoXMLString XoXMLToStr(const Variant& AValue, const XoXMLString& ADefault);
+
+// The 32-bit key of an entity name of up to eight characters, and the code of
+// the entity with that key (-1 when there is none). Any name with the key of
+// an entity decodes as that entity.
+int32_t XoEntityKey(std::u16string_view AName);
+int32_t XoEntityCode(std::u16string_view AName);
+
+// ===========================================================================
+// Text to values
+
+int8_t XoXMLToShortint(std::u16string_view AText);
+int8_t XoXMLToShortintDef(std::u16string_view AText, int8_t ADefault);
+int8_t XoXMLToShortint(const Variant& AValue, int8_t ADefault);
+int16_t XoXMLToSmallint(std::u16string_view AText);
+int16_t XoXMLToSmallintDef(std::u16string_view AText, int16_t ADefault);
+int16_t XoXMLToSmallint(const Variant& AValue, int16_t ADefault);
+int32_t XoXMLToInt(std::u16string_view AText);
+int32_t XoXMLToIntDef(std::u16string_view AText, int32_t ADefault);
+int32_t XoXMLToInt(const Variant& AValue, int32_t ADefault);
+int64_t XoXMLToInt64(std::u16string_view AText);
+int64_t XoXMLToInt64Def(std::u16string_view AText, int64_t ADefault);
+int64_t XoXMLToInt64(const Variant& AValue, int64_t ADefault);
+uint8_t XoXMLToByte(std::u16string_view AText);
+uint8_t XoXMLToByteDef(std::u16string_view AText, uint8_t ADefault);
+uint8_t XoXMLToByte(const Variant& AValue, uint8_t ADefault);
+uint16_t XoXMLToWord(std::u16string_view AText);
+uint16_t XoXMLToWordDef(std::u16string_view AText, uint16_t ADefault);
+uint16_t XoXMLToWord(const Variant& AValue, uint16_t ADefault);
+// Read by the signed 32-bit parser: decimal text must fit a signed 32-bit
+// value ("$FFFFFFFF" gives 4294967295).
+uint32_t XoXMLToLongword(std::u16string_view AText);
+uint32_t XoXMLToLongwordDef(std::u16string_view AText, uint32_t ADefault);
+uint32_t XoXMLToLongword(const Variant& AValue, uint32_t ADefault);
+// Read by the signed 64-bit parser, so the negative text of XoUInt64ToXML
+// comes back to the same bits.
+uint64_t XoXMLToUInt64(std::u16string_view AText);
+uint64_t XoXMLToUInt64Def(std::u16string_view AText, uint64_t ADefault);
+uint64_t XoXMLToUInt64(const Variant& AValue, uint64_t ADefault);
+float XoXMLToSingle(std::u16string_view AText);
+float XoXMLToSingleDef(std::u16string_view AText, float ADefault);
+float XoXMLToSingle(const Variant& AValue, float ADefault);
+double XoXMLToDouble(std::u16string_view AText);
+double XoXMLToDoubleDef(std::u16string_view AText, double ADefault);
+double XoXMLToDouble(const Variant& AValue, double ADefault);
+long double XoXMLToExtended(std::u16string_view AText);
+long double XoXMLToExtendedDef(std::u16string_view AText, long double ADefault);
+long double XoXMLToExtended(const Variant& AValue, long double ADefault);
+
+// True for "1" and for "true" in any case; everything else is false. Never
+// raises.
+bool XoXMLToBool(std::u16string_view AText);
+bool XoXMLToBool(const Variant& AValue, bool ADefault);
+
+// Dates and times. An empty text and the text "0" yield 0. A zone in the text
+// is honoured: the result is local time for tzfNone and tzfOffset and UTC for
+// tzfUTC; tzfOffset and tzfUTC require a zone in the text.
+TDateTime XoXMLToDate(std::u16string_view AText);
+TDateTime XoXMLToDate(const Variant& AValue, TDateTime ADefault);
+TDateTime XoXMLToDateDef(std::u16string_view AText, TDateTime ADefault);
+TDateTime XoXMLToTime(std::u16string_view AText, TXoTimeZoneFormat AFormat = tzfNone);
+TDateTime XoXMLToTime(std::u16string_view AText, TXoXMLDateTimeFormat AFormat);
+TDateTime XoXMLToTime(const Variant& AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat);
+TDateTime XoXMLToTime(const Variant& AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
+TDateTime XoXMLToTimeDef(std::u16string_view AText, TDateTime ADefault, TXoTimeZoneFormat AFormat = tzfNone);
+TDateTime XoXMLToTimeDef(std::u16string_view AText, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
+TDateTime XoXMLToDateTime(std::u16string_view AText, TXoTimeZoneFormat AFormat = tzfNone);
+TDateTime XoXMLToDateTime(std::u16string_view AText, TXoXMLDateTimeFormat AFormat);
+TDateTime XoXMLToDateTime(const Variant& AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat);
+TDateTime XoXMLToDateTime(const Variant& AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
+TDateTime XoXMLToDateTimeDef(std::u16string_view AText, TDateTime ADefault,
+                             TXoTimeZoneFormat AFormat = tzfNone);
+TDateTime XoXMLToDateTimeDef(std::u16string_view AText, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
+
+// xs:duration text to a duration. Raises Exception for an empty text, a text
+// not starting with "P" (or "-P") and a bad designator.
+TXoDuration XoXMLToDuration(std::u16string_view AText);
+
+// The ISO decoder under its XML name, and the format class of decoded parts:
+// a numeric offset is xdtfTimezone, "Z" xdtfUTC, no zone xdtfLocal.
+TXoDateTimeParts XoDecodeXMLDateTime(std::u16string_view AText);
+TXoXMLDateTimeFormat XoXMLDateTimeFormat(const TXoDateTimeParts& AParts);
+
+// Text to a variant of a type code, of a type kind, or of a registered type
+// name.
+Variant XoXMLToVariant(std::u16string_view AText, uint16_t AVarType);
+
+}  // namespace xo
