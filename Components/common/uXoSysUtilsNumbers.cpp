@@ -40,6 +40,10 @@ bool ParseInteger(const C* p, size_t n, unsigned ABits, bool AUnsigned, uint64_t
   bool neg = false;
   if (i < n && (p[i] == C('-') || p[i] == C('+'))) {
     neg = p[i] == C('-');
+    if (neg && AUnsigned) {
+      AErrPos = i + 1;
+      return false;
+    }
     ++i;
   }
   bool hex = false;
@@ -59,7 +63,7 @@ bool ParseInteger(const C* p, size_t n, unsigned ABits, bool AUnsigned, uint64_t
   if (hex)
     limit = fullMask;
   else if (AUnsigned)
-    limit = neg ? 0 : fullMask;
+    limit = fullMask;
   else
     limit = neg ? (uint64_t(1) << (ABits - 1)) : (uint64_t(1) << (ABits - 1)) - 1;
   uint64_t mag = 0;
