@@ -157,8 +157,12 @@ XO_DECLARE_EXCEPTION(EClassNotFound, Exception)
 // The library's own exception: a message and an integer code.
 class EXoException : public Exception {
 public:
-  EXoException(std::u16string AMessage, int32_t ACode = 0)
-      : Exception(std::move(AMessage)), FCode(ACode) {}
+  explicit EXoException(std::u16string AMessage) : Exception(std::move(AMessage)), FCode(0) {}
+  // A template, so that a braced argument list such as {ACodePage} can only
+  // mean format arguments and is never taken for the code.
+  template <class TInt, std::enable_if_t<std::is_integral_v<TInt>, int> = 0>
+  EXoException(std::u16string AMessage, TInt ACode)
+      : Exception(std::move(AMessage)), FCode(static_cast<int32_t>(ACode)) {}
   EXoException(std::u16string_view AFormat, std::initializer_list<TXoFormatArg> AArgs, int32_t ACode = 0)
       : Exception(AFormat, AArgs), FCode(ACode) {}
   int32_t Code() const { return FCode; }
@@ -191,19 +195,20 @@ public:
     for (unsigned c = AFrom; c <= ATo; ++c) s.Include(static_cast<unsigned char>(c));
     return s;
   }
-  constexpr void Include(unsigned char c) { FBits[c >> 6] |= uint64_t(1) << (c & 63); }
-  constexpr void Exclude(unsigned char c) { FBits[c >> 6] &= ~(uint64_t(1) << (c & 63)); }
-  constexpr bool Contains(uint32_t c) const {
-    return c < 256 && (FBits[c >> 6] >> (c & 63)) & 1;
-  }
+  constexpr void Include(unsigned char c) { FMap[c] = 1; }
+  constexpr void Exclude(unsigned char c) { FMap[c] = 0; }
+  constexpr bool Contains(uint32_t c) const { return c < 256 && FMap[c]; }
+  // Membership of a byte value, without the range test.
+  constexpr bool ContainsByte(uint8_t c) const { return FMap[c]; }
   constexpr TXoCharSet operator+(const TXoCharSet& o) const {
     TXoCharSet r;
-    for (int i = 0; i < 4; ++i) r.FBits[i] = FBits[i] | o.FBits[i];
+    for (int i = 0; i < 256; ++i) r.FMap[i] = FMap[i] | o.FMap[i];
     return r;
   }
 
 private:
-  uint64_t FBits[4] = {0, 0, 0, 0};
+  // One byte per member: a lookup table is what the scanner's loops want.
+  uint8_t FMap[256] = {};
 };
 
 inline bool XoCharInSet(char16_t AChar, const TXoCharSet& ASet) { return ASet.Contains(AChar); }

@@ -403,17 +403,34 @@ void TXoTextParser::SkipWhile(TXoTextParserSkipOp AOp, const TXoCharSet& ASet) {
   const bool whileIn = AOp != tpsUntilEqual && AOp != tpsUntilInSet;
   const uint8_t* p = FCur;
   const uint8_t* e = FEnd;
-  if (FCharSetType == cstUTF16) {
-    while (p < e && ASet.Contains(LoadUnit(p)) == whileIn) p += 2;
-  } else if (FCharSetType == cstSingleByte && !FTable) {
-    while (p < e && ASet.Contains(*p) == whileIn) ++p;
-  } else {
-    // ASCII bytes stand for themselves; other characters are decoded.
-    while (p < e) {
-      bool in = *p < 0x80 ? ASet.Contains(*p) : ASet.Contains(CharAt(p));
-      if (in != whileIn) break;
-      p = NextPtr(p);
-    }
+  switch (FCharSetType) {
+    case cstUTF16:
+      while (p < e && ASet.Contains(LoadUnit(p)) == whileIn) p += 2;
+      break;
+    case cstUTF8:
+      // A set holds characters below 256 only, so a sequence with a lead byte
+      // above 0xC3 (and its continuation bytes) is never a member; only the
+      // two-byte forms of 0x80..0xFF need decoding.
+      while (p < e) {
+        uint8_t b = *p;
+        if (b < 0x80) {
+          if (ASet.ContainsByte(b) != whileIn) break;
+          ++p;
+        } else if ((b == 0xC2 || b == 0xC3) && e - p >= 2 && (p[1] & 0xC0) == 0x80) {
+          if (ASet.Contains(((b & 0x1F) << 6) | (p[1] & 0x3F)) != whileIn) break;
+          p += 2;
+        } else {
+          if (whileIn) break;
+          p = NextPtr(p);
+        }
+      }
+      break;
+    default:
+      if (FTable) {
+        while (p < e && ASet.Contains(*p < 0x80 ? *p : FTable[*p]) == whileIn) ++p;
+      } else {
+        while (p < e && ASet.ContainsByte(*p) == whileIn) ++p;
+      }
   }
   FCur = p;
 }
