@@ -78,7 +78,7 @@ TDateTime XoComposeDateTime(double ADate, double ATime) { return ADate < 0 ? ADa
 int64_t XoDateTimeToMSecs(TDateTime AValue) {
   int64_t days, ms;
   SplitMSecs(AValue, days, ms);
-  return (days + DateDelta) * MSecsPerDay + ms;
+  return (days + DateDelta - 1) * MSecsPerDay + ms;
 }
 
 TDateTime XoMSecsToDateTime(int64_t AMSecs) {
@@ -88,7 +88,7 @@ TDateTime XoMSecsToDateTime(int64_t AMSecs) {
     ms += MSecsPerDay;
     --days;
   }
-  return XoComposeDateTime(static_cast<double>(days - DateDelta),
+  return XoComposeDateTime(static_cast<double>(days - DateDelta + 1),
                            static_cast<double>(ms) / static_cast<double>(MSecsPerDay));
 }
 

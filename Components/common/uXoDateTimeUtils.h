@@ -26,11 +26,11 @@ constexpr int32_t MSecsPerSec = 1000;
 constexpr int32_t MinsPerDay = HoursPerDay * MinsPerHour;
 constexpr int32_t SecsPerDay = MinsPerDay * SecsPerMin;
 constexpr int32_t MSecsPerDay = SecsPerDay * MSecsPerSec;
-// Days from 0001-01-01 to 1899-12-30 (the platform's DateDelta).
+// The platform's DateDelta: 1899-12-30 is day 693594 when 0001-01-01 is day 1.
 constexpr int32_t DateDelta = 693594;
 // TDateTime of 1970-01-01 00:00 (the Unix epoch).
 constexpr double UnixDateDelta = 25569.0;
-constexpr double MinDateTime = -657434.0;       // 0001-01-01 00:00:00.000
+constexpr double MinDateTime = -693593.0;       // 0001-01-01 00:00:00.000
 constexpr double MaxDateTime = 2958465.99999;   // 9999-12-31 23:59:59.999 (rounded)
 
 // ---------------------------------------------------------------------------

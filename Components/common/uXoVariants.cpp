@@ -87,7 +87,7 @@ std::u16string DateToText(TDateTime AValue) {
     s += static_cast<char16_t>(u'0' + v / 10);
     s += static_cast<char16_t>(u'0' + v % 10);
   };
-  bool dateIsZero = days == DateDelta;
+  bool dateIsZero = days == DateDelta - 1;  // 1899-12-30
   if (!dateIsZero || tod == 0) {
     int64_t y;
     uint32_t m, d;
