@@ -1,0 +1,714 @@
+// uXoSAX: the XML scanner, the attribute and namespace lists, the reader's
+// entry points and locator, and the event dump. The reader's grammar lives in
+// uXoSAXReader.cpp.
+#include "uXoSAX.h"
+
+#include <cstring>
+
+namespace xo {
+
+// ===========================================================================
+// TXoXMLParser
+
+namespace {
+
+// The punctuation of the scanner as one table per width, in field order.
+struct TPunct {
+  const void* Amp;
+  const void* Apos;
+  const void* Equal;
+  const void* Gt;
+  const void* Lt;
+  const void* Quest;
+  const void* Quote;
+  const void* Slash;
+  const void* Space;
+  const void* Excl;
+  const void* Line;
+  const void* Colon;
+  const void* SemiColon;
+  const void* BracketOA;
+  const void* BracketCA;
+};
+
+const TPunct kPunctA = {&cXoAmpA,   &cXoAposA,  &cXoEqualA, &cXoGtA,   &cXoLtA,
+                        &cXoQuestA, &cXoQuoteA, &cXoSlashA, &cXoSpaceA, &cXoExclA,
+                        &cXoLineA,  &cXoColonA, &cXoSemiColonA, &cXoBracketOAA, &cXoBracketCAA};
+const TPunct kPunctW = {&cXoAmpW,   &cXoAposW,  &cXoEqualW, &cXoGtW,   &cXoLtW,
+                        &cXoQuestW, &cXoQuoteW, &cXoSlashW, &cXoSpaceW, &cXoExclW,
+                        &cXoLineW,  &cXoColonW, &cXoSemiColonW, &cXoBracketOAW, &cXoBracketCAW};
+
+inline char16_t LoadUnit(const uint8_t* p) {
+  char16_t c;
+  std::memcpy(&c, p, 2);
+  return c;
+}
+
+}  // namespace
+
+uint16_t TXoXMLParser::InitialCodePage(TStream* AStream, bool ADetectCodePage, uint16_t ACodePage) {
+  uint16_t cp = 0;
+  if (ADetectCodePage && AStream) cp = XoGetCodePage(AStream);
+  if (cp == 0) cp = ACodePage;
+  return cp;
+}
+
+TXoXMLParser::TXoXMLParser(TStream* AStream, bool AFlag, bool ADetectCodePage, uint16_t ACodePage)
+    : TXoTextParser(AStream, AFlag, InitialCodePage(AStream, ADetectCodePage, ACodePage)) {
+  // The base constructor chose the source kind but could not reach this
+  // class's override: bind the punctuation and the members now.
+  SetCharacterSetType(GetCharacterSetType());
+  if (GetContentCodePage() == 0) DecideFromDeclaration();
+}
+
+void TXoXMLParser::DecideFromDeclaration() {
+  // Look for "<?xml " (case-sensitive, the blank required) at the first '<'.
+  SkipWhile(tpsUntilEqual, FLt);
+  static constexpr char16_t kDecl[] = u"<?xml ";
+  bool isDecl = true;
+  for (int i = 0; i < 6; ++i) {
+    if (GetEOF() || ReadCharW() != kDecl[i]) {
+      isDecl = false;
+      break;
+    }
+  }
+  std::u16string name;
+  if (isDecl) {
+    SetMark(tppMark1);
+    SkipWhile(tpsUntilEqual, FGt);
+    std::u16string text = Selected(tppMark1, tppCurrent, true);
+    std::u16string lower = LowerCase(text);
+    size_t at = lower.find(u"encoding");
+    if (at != std::u16string::npos) {
+      std::u16string rest = text.substr(at);
+      size_t eq = rest.find(u'=');
+      if (eq != std::u16string::npos) rest.erase(0, eq + 1);
+      rest = Trim(rest);
+      if (rest.size() > 1) {
+        // The first character serves as the quote, whatever it is.
+        size_t close = rest.find(rest[0], 1);
+        if (close != std::u16string::npos) name = rest.substr(1, close - 1);
+      }
+    }
+  }
+  uint16_t cp;
+  if (name.empty() || XoSameText(name, u"UTF-8")) {
+    if (GetCharacterSetType() == cstSingleByte) SetCharacterSetType(cstUTF8);
+    cp = 65001;
+  } else {
+    cp = XoCodePage(name);
+    // Text that showed its declaration in single bytes cannot be UTF-16 or
+    // UTF-32, whatever it says: read it as UTF-8.
+    if (cp == 1200 || cp == 1201 || cp == 12000 || cp == 12001) {
+      if (GetCharacterSetType() == cstSingleByte) SetCharacterSetType(cstUTF8);
+      cp = 65001;
+    }
+  }
+  SetContentCodePage(cp);
+  First();
+}
+
+void TXoXMLParser::SetCharacterSetType(TXoCharacterSetType AType) {
+  TXoTextParser::SetCharacterSetType(AType);
+  const TPunct& p = GetCharacterSetType() == cstUTF16 ? kPunctW : kPunctA;
+  FAmp = p.Amp;
+  FApos = p.Apos;
+  FEqual = p.Equal;
+  FGt = p.Gt;
+  FLt = p.Lt;
+  FQuest = p.Quest;
+  FQuote = p.Quote;
+  FSlash = p.Slash;
+  FSpace = p.Space;
+  FExcl = p.Excl;
+  FLine = p.Line;
+  FColon = p.Colon;
+  FSemiColon = p.SemiColon;
+  FBracketOA = p.BracketOA;
+  FBracketCA = p.BracketCA;
+  SkipWhile.Obj = this;
+  CheckCurrChar.Obj = this;
+  switch (GetCharacterSetType()) {
+    case cstUTF16:
+      SkipWhile.Func = &TXoXMLParser::SrcWSkipWhile;
+      CheckCurrChar.Func = &TXoXMLParser::SrcWCheckCurrChar;
+      break;
+    case cstUTF8:
+      SkipWhile.Func = &TXoXMLParser::SrcUSkipWhile;
+      CheckCurrChar.Func = &TXoXMLParser::SrcUCheckCurrChar;
+      break;
+    default:
+      SkipWhile.Func = &TXoXMLParser::SrcASkipWhile;
+      CheckCurrChar.Func = &TXoXMLParser::SrcACheckCurrChar;
+      break;
+  }
+}
+
+void TXoXMLParser::SrcASkipWhile(TXoTextParserSkipOp AOperator, const void* ACharPtr) {
+  SrcASkipWhileA(AOperator, *static_cast<const char*>(ACharPtr));
+}
+
+void TXoXMLParser::SrcUSkipWhile(TXoTextParserSkipOp AOperator, const void* ACharPtr) {
+  SrcUSkipWhileA(AOperator, *static_cast<const char*>(ACharPtr));
+}
+
+void TXoXMLParser::SrcWSkipWhile(TXoTextParserSkipOp AOperator, const void* ACharPtr) {
+  SrcWSkipWhileW(AOperator, *static_cast<const char16_t*>(ACharPtr));
+}
+
+void TXoXMLParser::RaiseNotWellFormed(const void* AExpected) {
+  char16_t expected = GetCharacterSetType() == cstUTF16
+                          ? *static_cast<const char16_t*>(AExpected)
+                          : static_cast<char16_t>(static_cast<uint8_t>(*static_cast<const char*>(AExpected)));
+  throw EXoXMLParseError(_cXoXMLNotWellFormed, {expected, PeekStringW(1)}, cXoXMLErrNotWellFormed);
+}
+
+bool TXoXMLParser::SrcACheckCurrChar(const void* ACharPtr, bool ARaise) {
+  bool eq = Cursor() < BufferEnd() && *Cursor() == *static_cast<const uint8_t*>(ACharPtr);
+  if (!eq && ARaise) RaiseNotWellFormed(ACharPtr);
+  return eq;
+}
+
+bool TXoXMLParser::SrcUCheckCurrChar(const void* ACharPtr, bool ARaise) {
+  return SrcACheckCurrChar(ACharPtr, ARaise);
+}
+
+bool TXoXMLParser::SrcWCheckCurrChar(const void* ACharPtr, bool ARaise) {
+  bool eq = BufferEnd() - Cursor() >= 2 && LoadUnit(Cursor()) == *static_cast<const char16_t*>(ACharPtr);
+  if (!eq && ARaise) RaiseNotWellFormed(ACharPtr);
+  return eq;
+}
+
+bool TXoXMLParser::IsNameStartChar(char16_t c) {
+  if (c < 0x80) return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || c == u'_';
+  return (c >= 0xC0 && c <= 0xD6) || (c >= 0xD8 && c <= 0xF6) || (c >= 0xF8 && c <= 0x2FF) ||
+         (c >= 0x370 && c <= 0x37D) || (c >= 0x37F && c <= 0x1FFF) || (c >= 0x200C && c <= 0x200D) ||
+         (c >= 0x2070 && c <= 0x218F) || (c >= 0x2C00 && c <= 0x2FEF) || (c >= 0x3001 && c <= 0xD7FF) ||
+         (c >= 0xF900 && c <= 0xFDCF) || (c >= 0xFDF0 && c <= 0xFFFD);
+}
+
+void TXoXMLParser::CheckValidNameStartChar() {
+  CheckEOF();
+  char16_t c = CurrCharW();
+  if (IsNameStartChar(c)) return;
+  if (c == u':') throw EXoXMLParseError(_cXoXMLInvalidNameStartchar1, {c}, cXoXMLErrInvalidNameStartChar);
+  throw EXoXMLParseError(_cXoXMLInvalidNameStartchar2, {PeekStringW(1)}, cXoXMLErrInvalidNameStartChar);
+}
+
+// ===========================================================================
+// TXoSAXXMAttributes
+
+namespace {
+const XoXMLString kEmptyString;
+}
+
+TXoSAXXMAttributes::TXoSAXXMAttributes() { SetAutoDestroy(false); }
+
+TXoSAXXMAttributes::~TXoSAXXMAttributes() = default;
+
+PXoSAXXMAttribute TXoSAXXMAttributes::AddRecord(TXoSAXAttributeType AType) {
+  if (static_cast<size_t>(FCount) == FRecords.size()) FRecords.push_back(std::make_unique<TXoSAXXMAttribute>());
+  PXoSAXXMAttribute r = FRecords[static_cast<size_t>(FCount)].get();
+  r->Idx = FCount;
+  r->AttrType = AType;
+  r->Prev = FLast;
+  r->Next = nullptr;
+  if (FLast)
+    FLast->Next = r;
+  else
+    FFirst = r;
+  FLast = r;
+  ++FCount;
+  return r;
+}
+
+PXoSAXXMAttribute TXoSAXXMAttributes::Add(const XoXMLString& ALocalName, const XoXMLString& AQName,
+                                          const XoXMLString& AURI, const XoXMLString& AValue,
+                                          TXoSAXAttributeType AType) {
+  PXoSAXXMAttribute r = AddRecord(AType);
+  r->LocalName = ALocalName;
+  r->QName = AQName;
+  r->URI = AURI;
+  r->Value = AValue;
+  return r;
+}
+
+void TXoSAXXMAttributes::Clear() {
+  FFirst = FLast = FCurrent = nullptr;
+  FCount = 0;
+}
+
+PXoSAXXMAttribute TXoSAXXMAttributes::GetAttribute(int32_t AIndex) {
+  if (AIndex < 0 || AIndex >= FCount) return nullptr;
+  FCurrent = FRecords[static_cast<size_t>(AIndex)].get();
+  return FCurrent;
+}
+
+PXoSAXXMAttribute TXoSAXXMAttributes::CheckedIndex(int32_t AIndex) {
+  PXoSAXXMAttribute r = GetAttribute(AIndex);
+  if (!r) throw EXoXMLParseError(_cXoXMLListIndexOutOfBounds1, {AIndex}, cXoXMLErrListIndexOutOfBounds);
+  return r;
+}
+
+PXoSAXXMAttribute TXoSAXXMAttributes::FindQName(const XoXMLString& AQName) {
+  // Try from the cursor first: handlers often ask for names in list order.
+  PXoSAXXMAttribute start = FCurrent ? FCurrent : FFirst;
+  for (PXoSAXXMAttribute r = start; r; r = r->Next)
+    if (XoSameText(r->QName, AQName)) return FCurrent = r;
+  for (PXoSAXXMAttribute r = FFirst; r != start; r = r->Next)
+    if (XoSameText(r->QName, AQName)) return FCurrent = r;
+  return nullptr;
+}
+
+PXoSAXXMAttribute TXoSAXXMAttributes::FindURI(const XoXMLString& AURI, const XoXMLString& ALocalName,
+                                              bool AWildcard) {
+  bool any = AWildcard && AURI == u"*";
+  PXoSAXXMAttribute start = FCurrent ? FCurrent : FFirst;
+  auto match = [&](PXoSAXXMAttribute r) {
+    return XoSameText(r->LocalName, ALocalName) && (any || XoSameText(r->URI, AURI));
+  };
+  for (PXoSAXXMAttribute r = start; r; r = r->Next)
+    if (match(r)) return FCurrent = r;
+  for (PXoSAXXMAttribute r = FFirst; r != start; r = r->Next)
+    if (match(r)) return FCurrent = r;
+  return nullptr;
+}
+
+const XoXMLString& TXoSAXXMAttributes::GetLocalName(int32_t AIndex) { return CheckedIndex(AIndex)->LocalName; }
+const XoXMLString& TXoSAXXMAttributes::GetQName(int32_t AIndex) { return CheckedIndex(AIndex)->QName; }
+const XoXMLString& TXoSAXXMAttributes::GetURI(int32_t AIndex) { return CheckedIndex(AIndex)->URI; }
+TXoSAXAttributeType TXoSAXXMAttributes::GetType(int32_t AIndex) { return CheckedIndex(AIndex)->AttrType; }
+const XoXMLString& TXoSAXXMAttributes::GetValue(int32_t AIndex) { return CheckedIndex(AIndex)->Value; }
+
+int32_t TXoSAXXMAttributes::GetIndex(const XoXMLString& AQName) {
+  PXoSAXXMAttribute r = FindQName(AQName);
+  return r ? r->Idx : -1;
+}
+
+int32_t TXoSAXXMAttributes::GetIndex(const XoXMLString& AURI, const XoXMLString& ALocalName) {
+  PXoSAXXMAttribute r = FindURI(AURI, ALocalName, false);
+  return r ? r->Idx : -1;
+}
+
+TXoSAXAttributeType TXoSAXXMAttributes::GetType(const XoXMLString& AQName) {
+  PXoSAXXMAttribute r = FindQName(AQName);
+  if (!r) throw EXoXMLParseError(_cXoXMLListIndexOutOfBounds2, {AQName}, cXoXMLErrListIndexOutOfBounds);
+  return r->AttrType;
+}
+
+TXoSAXAttributeType TXoSAXXMAttributes::GetType(const XoXMLString& AURI, const XoXMLString& ALocalName) {
+  PXoSAXXMAttribute r = FindURI(AURI, ALocalName, false);
+  if (!r)
+    throw EXoXMLParseError(_cXoXMLListIndexOutOfBounds3, {AURI, ALocalName}, cXoXMLErrListIndexOutOfBounds);
+  return r->AttrType;
+}
+
+const XoXMLString& TXoSAXXMAttributes::GetValue(const XoXMLString& AQName) {
+  PXoSAXXMAttribute r = FindQName(AQName);
+  if (!r) throw EXoXMLParseError(_cXoXMLListIndexOutOfBounds2, {AQName}, cXoXMLErrListIndexOutOfBounds);
+  return r->Value;
+}
+
+const XoXMLString& TXoSAXXMAttributes::GetValue(const XoXMLString& AURI, const XoXMLString& ALocalName) {
+  PXoSAXXMAttribute r = FindURI(AURI, ALocalName, true);
+  if (!r)
+    throw EXoXMLParseError(_cXoXMLListIndexOutOfBounds3, {AURI, ALocalName}, cXoXMLErrListIndexOutOfBounds);
+  return r->Value;
+}
+
+// ===========================================================================
+// TXoSAXNamespaceList
+
+TXoSAXNamespaceList::TXoSAXNamespaceList(TXoSAXXMLReader* AOwner) : FOwner(AOwner) {}
+
+TXoSAXNamespaceList::~TXoSAXNamespaceList() = default;
+
+void TXoSAXNamespaceList::AddURI(int32_t ALevel, const XoXMLString& APrefix, const XoXMLString& AURI) {
+  std::unique_ptr<TXoSAXNamespace> rec;
+  if (!FSpare.empty()) {
+    rec = std::move(FSpare.back());
+    FSpare.pop_back();
+  } else {
+    rec = std::make_unique<TXoSAXNamespace>();
+  }
+  rec->Level = ALevel;
+  rec->Prefix = APrefix;
+  rec->URI = AURI;
+  FList.push_back(std::move(rec));
+  if (FOwner && FOwner->FContentHandler) {
+    const TXoSAXNamespace& r = *FList.back();
+    FOwner->FContentHandler->StartPrefixMapping(r.Prefix, r.URI);
+  }
+}
+
+PXoSAXNamespace TXoSAXNamespaceList::GetNamespace(std::u16string_view APrefix) const {
+  for (size_t i = FList.size(); i-- > 0;) {
+    const XoXMLString& p = FList[i]->Prefix;
+    if (p.size() == APrefix.size() && XoSameText(p, APrefix)) return FList[i].get();
+  }
+  return nullptr;
+}
+
+const XoXMLString& TXoSAXNamespaceList::GetURI(std::u16string_view APrefix) const {
+  PXoSAXNamespace ns = GetNamespace(APrefix);
+  return ns ? ns->URI : kEmptyString;
+}
+
+void TXoSAXNamespaceList::RemoveLevel(int32_t ALevel) {
+  for (size_t i = FList.size(); i-- > 0;) {
+    if (FList[i]->Level < ALevel) continue;
+    // Take the record out first, so that a handler that raises leaves the
+    // list consistent; it goes back to the spare records afterwards.
+    std::unique_ptr<TXoSAXNamespace> rec = std::move(FList[i]);
+    FList.erase(FList.begin() + static_cast<std::ptrdiff_t>(i));
+    TXoSAXNamespace* r = rec.get();
+    FSpare.push_back(std::move(rec));
+    if (FOwner && FOwner->FContentHandler) FOwner->FContentHandler->EndPrefixMapping(r->Prefix);
+  }
+}
+
+void TXoSAXNamespaceList::Clear() {
+  for (auto& r : FList) FSpare.push_back(std::move(r));
+  FList.clear();
+}
+
+// ===========================================================================
+// TXoSAXReader
+
+TXoSAXReader::TXoSAXReader() {
+  SetAutoDestroy(false);
+  FEmptyAttributes = new TXoSAXXMAttributes();
+}
+
+TXoSAXReader::~TXoSAXReader() {
+  FreeAndNil(FParser);
+  FreeAndNil(FEmptyAttributes);
+}
+
+int64_t TXoSAXReader::GetPosition() { return FParser ? FParser->GetPosition() : -1; }
+
+int32_t TXoSAXReader::GetLineNr() {
+  if (FUnexpectedEOF) return FLineNr;
+  return FParser ? FParser->GetLineNr() : -1;
+}
+
+int32_t TXoSAXReader::GetColNr() {
+  if (FUnexpectedEOF) return FColNr;
+  return FParser ? FParser->GetColNr() : -1;
+}
+
+bool TXoSAXReader::GetFeature(const XoXMLString&) { return false; }
+Variant TXoSAXReader::GetProperty(const XoXMLString&) { return Variant::Null(); }
+void TXoSAXReader::SetFeature(const XoXMLString&, bool) {}
+void TXoSAXReader::SetProperty(const XoXMLString&, const Variant&) {}
+
+void TXoSAXReader::CheckHandlers() const {
+  if (!FContentHandler) throw EXoXMLParseError(_cXoXMLNoContentHandler, cXoXMLErrNoContentHandler);
+  if (!FErrorHandler) throw EXoXMLParseError(_cXoXMLNoErrorHandler, cXoXMLErrNoErrorHandler);
+}
+
+void TXoSAXReader::DoParse(TStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage,
+                           const XoXMLString& APublicID) {
+  FPublicID = APublicID;
+  FUnexpectedEOF = false;
+  FLineNr = FColNr = -1;
+  FConstructStart = nullptr;
+  TXoTextParser* previous = FParser;  // a parse started from a handler of another
+  FParser = nullptr;
+  auto cleanup = [&]() {
+    TXoTextParser* p = FParser;
+    FParser = previous;
+    if (p) p->Free();
+    if (AOwnsStream && AStream) AStream->Free();
+  };
+  try {
+    FParser = CreateParser(AStream, false, ADetectCodePage, ACodePage);
+    InternalParse();
+  } catch (...) {
+    cleanup();
+    throw;
+  }
+  cleanup();
+}
+
+void TXoSAXReader::HandleParseFailure(const std::exception_ptr& AError) {
+  bool eof = false;
+  try {
+    std::rethrow_exception(AError);
+  } catch (const EXoTextParserEOF&) {
+    eof = true;
+  } catch (...) {
+  }
+  FUnexpectedEOF = eof;
+  if (eof && FParser) {
+    // Lines and columns of the construct left unfinished.
+    const uint8_t* cur = FParser->Cursor();
+    const uint8_t* at = FConstructStart;
+    if (!at || at < FParser->BufferStart() || at > FParser->BufferEnd()) at = cur;
+    FParser->SetCursor(at);
+    FLineNr = FParser->GetLineNr();
+    FColNr = FParser->GetColNr();
+    FParser->SetCursor(cur);
+  }
+  if (FErrorHandler) {
+    XoXMLString msg;
+    try {
+      std::rethrow_exception(AError);
+    } catch (const Exception& e) {
+      msg = e.Message();
+    } catch (const std::exception& e) {
+      msg = XoUTF8ToUTF16(e.what());
+    } catch (...) {
+      msg = u"Unknown error";
+    }
+    FErrorHandler->FatalError(TIntfPtr<IXoSAXLocator>(this), msg);
+  }
+  std::rethrow_exception(AError);
+}
+
+void TXoSAXReader::ParseStream(TStream* AStream, uint16_t ACodePage, const XoXMLString& APublicID) {
+  DoParse(AStream, false, false, ACodePage, APublicID);
+}
+
+void TXoSAXReader::ParseFile(const XoXMLString& AFileName, uint16_t AMode, const XoXMLString& APublicID) {
+  TStream* stream = new TFileStream(AFileName, AMode);
+  DoParse(stream, true, true, 0, APublicID);
+}
+
+void TXoSAXReader::ParseBuffer(const void* ABuffer, int64_t ASize, uint16_t ACodePage,
+                               const XoXMLString& APublicID) {
+  TStream* stream = new TXoMemoryStream(ABuffer, ABuffer ? ASize : 0);
+  DoParse(stream, true, false, ACodePage, APublicID);
+}
+
+void TXoSAXReader::Parse(const XoXMLString& AText, const XoXMLString& APublicID) {
+  // The string's own memory is scanned; nothing is copied.
+  TStream* stream = new TXoMemoryStream(AText.data(), static_cast<int64_t>(AText.size() * 2));
+  DoParse(stream, true, false, 1200, APublicID);
+}
+
+void TXoSAXReader::Parse(const RawByteString& AAnsiText, uint16_t ACodePage, const XoXMLString& APublicID) {
+  TStream* stream = new TXoMemoryStream(AAnsiText.data(), static_cast<int64_t>(AAnsiText.size()));
+  DoParse(stream, true, false, ACodePage, APublicID);
+}
+
+// ===========================================================================
+// TXoSAXXMLReader (construction; the grammar is in uXoSAXReader.cpp)
+
+TXoSAXXMLReader::TXoSAXXMLReader() {
+  FNamespaceList = new TXoSAXNamespaceList(this);
+  FAttributes = new TXoSAXXMAttributes();
+  FAttributesIntf = FAttributes;
+  FEmptyAttributesIntf = FEmptyAttributes;
+}
+
+TXoSAXXMLReader::~TXoSAXXMLReader() {
+  FAttributesIntf = nullptr;
+  FEmptyAttributesIntf = nullptr;
+  FreeAndNil(FAttributes);
+  FreeAndNil(FNamespaceList);
+}
+
+TXoTextParser* TXoSAXXMLReader::CreateParser(TStream* AStream, bool AFlag, bool ADetectCodePage,
+                                             uint16_t ACodePage) {
+  FXMLParser = new TXoXMLParser(AStream, AFlag, ADetectCodePage, ACodePage);
+  return FXMLParser;
+}
+
+// ===========================================================================
+// TXoSAXEventWriter
+
+TXoSAXEventWriter::TXoSAXEventWriter(TStream* AOut) : FOut(AOut) { FBuf.reserve(1 << 16); }
+
+TXoSAXEventWriter::~TXoSAXEventWriter() {
+  try {
+    Flush();
+  } catch (...) {
+  }
+}
+
+void TXoSAXEventWriter::Flush() {
+  if (!FBuf.empty() && FOut) FOut->WriteBuffer(FBuf.data(), static_cast<int64_t>(FBuf.size()));
+  FBuf.clear();
+}
+
+void TXoSAXEventWriter::Name(const char* AEvent) { FBuf += AEvent; }
+
+void TXoSAXEventWriter::Arg(std::u16string_view AText) {
+  FBuf += '\t';
+  ArgText(AText);
+}
+
+void TXoSAXEventWriter::ArgText(std::u16string_view AText) {
+  size_t from = 0;
+  for (size_t i = 0; i < AText.size(); ++i) {
+    char16_t c = AText[i];
+    const char* esc = c == u'\\' ? "\\\\" : c == u'\t' ? "\\t" : c == u'\r' ? "\\r" : c == u'\n' ? "\\n" : nullptr;
+    if (!esc) continue;
+    XoAppendUTF16ToUTF8(FBuf, AText.substr(from, i - from));
+    FBuf += esc;
+    from = i + 1;
+  }
+  XoAppendUTF16ToUTF8(FBuf, AText.substr(from));
+}
+
+void TXoSAXEventWriter::EndLine() {
+  FBuf += '\n';
+  if (FBuf.size() >= (1 << 16)) Flush();
+}
+
+void TXoSAXEventWriter::SetDocumentLocator(const TIntfPtr<IXoSAXLocator>&) {}
+
+void TXoSAXEventWriter::Characters(const XoXMLString& AText) {
+  Name("Characters");
+  Arg(AText);
+  EndLine();
+}
+
+void TXoSAXEventWriter::EndDocument() {
+  Name("EndDocument");
+  EndLine();
+  Flush();
+}
+
+void TXoSAXEventWriter::EndElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+                                   const XoXMLString& AQName) {
+  Name("EndElement");
+  Arg(ANamespaceURI);
+  Arg(ALocalName);
+  Arg(AQName);
+  EndLine();
+}
+
+void TXoSAXEventWriter::EndPrefixMapping(const XoXMLString& APrefix) {
+  Name("EndPrefixMapping");
+  Arg(APrefix);
+  EndLine();
+}
+
+void TXoSAXEventWriter::IgnorableWhitespace(const XoXMLString& AText) {
+  Name("IgnorableWhitespace");
+  Arg(AText);
+  EndLine();
+}
+
+void TXoSAXEventWriter::ProcessingInstruction(const XoXMLString& ATarget, const XoXMLString& AData) {
+  Name("ProcessingInstruction");
+  Arg(ATarget);
+  Arg(AData);
+  EndLine();
+}
+
+void TXoSAXEventWriter::SkippedEntity(const XoXMLString& AName) {
+  Name("SkippedEntity");
+  Arg(AName);
+  EndLine();
+}
+
+void TXoSAXEventWriter::StartDocument() {
+  Name("StartDocument");
+  EndLine();
+}
+
+void TXoSAXEventWriter::StartElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+                                     const XoXMLString& AQName, const TIntfPtr<IXoSAXAttributes>& Attributes) {
+  Name("StartElement");
+  Arg(ANamespaceURI);
+  Arg(ALocalName);
+  Arg(AQName);
+  if (Attributes) {
+    for (PXoSAXXMAttribute a = Attributes->FirstAttribute(); a; a = a->Next) {
+      FBuf += "\t@";
+      ArgText(a->QName);
+      Arg(a->URI);
+      Arg(a->Value);
+    }
+  }
+  EndLine();
+}
+
+void TXoSAXEventWriter::StartPrefixMapping(const XoXMLString& APrefix, const XoXMLString& AURI) {
+  Name("StartPrefixMapping");
+  Arg(APrefix);
+  Arg(AURI);
+  EndLine();
+}
+
+void TXoSAXEventWriter::Comment(const XoXMLString& AText) {
+  Name("Comment");
+  Arg(AText);
+  EndLine();
+}
+
+void TXoSAXEventWriter::StartCDATA() {
+  Name("StartCDATA");
+  EndLine();
+}
+
+void TXoSAXEventWriter::StartDTD() {
+  Name("StartDTD");
+  EndLine();
+}
+
+void TXoSAXEventWriter::StartEntity(const XoXMLString& AName) {
+  Name("StartEntity");
+  Arg(AName);
+  EndLine();
+}
+
+void TXoSAXEventWriter::EndCDATA() {
+  Name("EndCDATA");
+  EndLine();
+}
+
+void TXoSAXEventWriter::EndDTD() {
+  Name("EndDTD");
+  EndLine();
+}
+
+void TXoSAXEventWriter::EndEntity(const XoXMLString& AName) {
+  Name("EndEntity");
+  Arg(AName);
+  EndLine();
+}
+
+void TXoSAXEventWriter::ErrorLine(const char* AEvent, const TIntfPtr<IXoSAXLocator>& ALocator,
+                                  const XoXMLString& ErrMsg) {
+  Name(AEvent);
+  int32_t line = ALocator ? ALocator->GetLineNr() : -1;
+  int32_t col = ALocator ? ALocator->GetColNr() : -1;
+  FBuf += '\t';
+  FBuf += std::to_string(line);
+  FBuf += '\t';
+  FBuf += std::to_string(col);
+  Arg(ErrMsg);
+  EndLine();
+}
+
+void TXoSAXEventWriter::Warning(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg) {
+  ErrorLine("Warning", ALocator, ErrMsg);
+}
+
+void TXoSAXEventWriter::Error(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg) {
+  ErrorLine("Error", ALocator, ErrMsg);
+}
+
+void TXoSAXEventWriter::FatalError(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg) {
+  FFatalErrorSeen = true;
+  ErrorLine("FatalError", ALocator, ErrMsg);
+  Flush();
+}
+
+void TXoSAXEventWriter::WriteFatalError(int32_t ALine, int32_t ACol, const XoXMLString& AMessage) {
+  FFatalErrorSeen = true;
+  Name("FatalError");
+  FBuf += '\t';
+  FBuf += std::to_string(ALine);
+  FBuf += '\t';
+  FBuf += std::to_string(ACol);
+  Arg(AMessage);
+  EndLine();
+  Flush();
+}
+
+}  // namespace xo

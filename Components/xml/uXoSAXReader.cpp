@@ -1,0 +1,607 @@
+// uXoSAX: the grammar of the XML reader.
+//
+// The reader walks the scanner's buffer with raw pointers. The walk is a
+// template on the source kind, so that every inner loop is compiled once per
+// width (bytes of a single-byte code page, UTF-8 bytes, UTF-16 units) and
+// never tests the width again. Text is marked, skipped over with memchr-like
+// scans for the delimiters, and decoded once into a reused string when an
+// event needs it. All delimiters are ASCII, and in UTF-8 every byte of a
+// multi-byte character is above 0x7F, so byte-wise scanning of UTF-8 finds
+// exactly the delimiters that a character-wise scan would.
+#include <cstring>
+#include <type_traits>
+
+#include "uXoSAX.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace xo {
+
+namespace {
+
+// Delimiter classes of the reader, for units below 256.
+enum : uint8_t {
+  kClsNameEnd = 1,     // end of an element name's first part: ':' '<' '>' '/' and 0x00..0x20
+  kClsLocalEnd = 2,    // end of the part after the colon: '>' '/' and 0x00..0x20
+  kClsAttrName = 4,    // end of an attribute name's first part: '=' ':' '>' '<'
+  kClsAttrLocal = 8,   // end of the part after the colon: '=' '>' '<'
+  kClsQuote = 16,      // start of a value: '\'' '"' '>' '<'
+  kClsPITarget = 32,   // end of a target: ' ' '?'
+  kClsAttrGap = 64,    // between attributes: 0x00..0x20 '\'' '"'
+};
+
+struct TClassTable {
+  uint8_t T[256] = {};
+  constexpr TClassTable() {
+    for (int c = 0; c <= 0x20; ++c) T[c] |= kClsNameEnd | kClsLocalEnd | kClsAttrGap;
+    T[':'] |= kClsNameEnd | kClsAttrName;
+    T['<'] |= kClsNameEnd | kClsAttrName | kClsAttrLocal | kClsQuote;
+    T['>'] |= kClsNameEnd | kClsLocalEnd | kClsAttrName | kClsAttrLocal | kClsQuote;
+    T['/'] |= kClsNameEnd | kClsLocalEnd;
+    T['='] |= kClsAttrName | kClsAttrLocal;
+    T['\''] |= kClsQuote | kClsAttrGap;
+    T['"'] |= kClsQuote | kClsAttrGap;
+    T[' '] |= kClsPITarget;
+    T['?'] |= kClsPITarget;
+  }
+};
+constexpr TClassTable kCls;
+
+inline const uint8_t* FindUnit(const uint8_t* p, const uint8_t* e, uint8_t c) {
+  if (p >= e) return e;
+  const void* f = std::memchr(p, c, static_cast<size_t>(e - p));
+  return f ? static_cast<const uint8_t*>(f) : e;
+}
+
+inline const char16_t* FindUnit(const char16_t* p, const char16_t* e, char16_t c) {
+#if defined(__SSE2__)
+  const __m128i v = _mm_set1_epi16(static_cast<short>(c));
+  while (e - p >= 8) {
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    int m = _mm_movemask_epi8(_mm_cmpeq_epi16(x, v));
+    if (m) return p + (__builtin_ctz(static_cast<unsigned>(m)) >> 1);
+    p += 8;
+  }
+#endif
+  while (p < e && *p != c) ++p;
+  return p;
+}
+
+// UTF-8 bytes to UTF-16 into a reused string: ASCII is widened in place, the
+// first non-ASCII byte hands the rest to the library's converter.
+inline void DecodeUTF8Into(XoXMLString& s, const uint8_t* a, size_t n) {
+  s.resize(n);
+  char16_t* o = s.data();
+  size_t i = 0;
+  bool ascii = true;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t w;
+    std::memcpy(&w, a + i, 8);
+    if (w & 0x8080808080808080ULL) {
+      ascii = false;
+      break;
+    }
+    for (int k = 0; k < 8; ++k) o[i + k] = a[i + k];
+  }
+  if (ascii) {
+    for (; i < n; ++i) {
+      if (a[i] & 0x80) {
+        ascii = false;
+        break;
+      }
+      o[i] = a[i];
+    }
+  }
+  if (!ascii) {
+    s.resize(i);
+    XoAppendUTF8ToUTF16(s, std::string_view(reinterpret_cast<const char*>(a) + i, n - i));
+  }
+}
+
+const XoXMLString kNoText;
+
+}  // namespace
+
+// One parse over one scanner. K is the source kind (TXoCharacterSetType).
+template <int K>
+class TXoSAXXMLScan {
+public:
+  using U = std::conditional_t<K == cstUTF16, char16_t, uint8_t>;
+  using P = const U*;
+
+  TXoSAXXMLScan(TXoSAXXMLReader& AReader, TXoXMLParser& AParser)
+      : R(AReader),
+        X(AParser),
+        NS(*AReader.FNamespaceList),
+        Attrs(*AReader.FAttributes),
+        FCH(AReader.FContentHandler),
+        FLH(AReader.FLexicalHandler),
+        CH(FCH.get()),
+        LH(FLH.get()),
+        B(reinterpret_cast<P>(AParser.BufferStart())),
+        E(reinterpret_cast<P>(AParser.BufferEnd())),
+        C(reinterpret_cast<P>(AParser.Cursor())),
+        Check(AReader.FCheckSingleRootElm) {
+    if constexpr (K == cstSingleByte) {
+      uint16_t cp = AParser.GetContentCodePage();
+      if (cp != 0 && XoIsSingleByteCodePage(cp)) Table = TXoEncoding::SingleByteTable(cp);
+    }
+    (void)B;
+  }
+
+  void Run() {
+    // Everything in front of the first '<' is dropped.
+    C = FindUnit(C, E, U('<'));
+    Sync();
+    CH->StartDocument();
+    // Prolog: comments, processing instructions, a document type declaration.
+    while (C < E) {
+      U n = Peek1();
+      if (n >= 1 && n <= 0x20) {
+        ++C;
+      } else if (n == U('!')) {
+        ++C;
+        if (Peek1() == U('-'))
+          ParseComment();
+        else
+          ParseDTD();
+      } else if (n == U('?')) {
+        ParseProcessingInstruction();
+      } else {
+        break;
+      }
+      C = FindUnit(C, E, U('<'));
+    }
+    while (C < E && *C <= 0x20) ++C;
+    if (C >= E || *C != U('<')) RaiseNotWellFormed(u'<');
+    // Content.
+    while (C < E) {
+      if (*C == U('<')) {
+        U n = Peek1();
+        if (n == U('!')) {
+          ++C;
+          if (Peek1() == U('-'))
+            ParseComment();
+          else
+            ParseCDATA();
+        } else if (n == U('?')) {
+          ParseProcessingInstruction();
+        } else {
+          ParseElement();
+        }
+      } else {
+        ParseCharacters();
+      }
+    }
+    Sync();
+    CH->EndDocument();
+  }
+
+private:
+  // ---- primitives
+
+  static uint8_t Cls(U c) {
+    if constexpr (sizeof(U) == 1)
+      return kCls.T[c];
+    else
+      return c < 256 ? kCls.T[c] : 0;
+  }
+
+  template <uint8_t M>
+  P SkipUntil(P p) const {
+    while (p < E && !(Cls(*p) & M)) ++p;
+    return p;
+  }
+
+  // The unit after the current one (0 when there is none).
+  U Peek1() const { return C + 1 < E ? C[1] : U(0); }
+
+  // The scanner's own cursor follows ours wherever somebody may look at it:
+  // before every event and every failure.
+  void Sync() { X.SetCursor(reinterpret_cast<const uint8_t*>(C)); }
+  void MarkStart(P p) { R.FConstructStart = reinterpret_cast<const uint8_t*>(p); }
+
+  [[noreturn]] void RaiseEOF() {
+    Sync();
+    throw EXoTextParserEOF();
+  }
+  [[noreturn]] void RaiseNotWellFormed(char16_t AExpected) {
+    Sync();
+    throw EXoXMLParseError(_cXoXMLNotWellFormed, {AExpected, X.PeekStringW(1)}, cXoXMLErrNotWellFormed);
+  }
+  [[noreturn]] void RaiseMissingAttribute() {
+    Sync();
+    throw EXoXMLParseError(_cXoXMLMissingAttribute, cXoXMLErrMissingAttribute);
+  }
+  [[noreturn]] void RaiseNotClosed(P ATagStart) {
+    X.SetCursor(reinterpret_cast<const uint8_t*>(ATagStart));
+    int32_t line = X.GetLineNr();
+    int32_t col = X.GetColNr();
+    Sync();
+    throw EXoXMLParseError(_cXoXMLELMNotClosed, {line, col}, cXoXMLErrELMNotClosed);
+  }
+
+  // Steps over one unit; at the end of the input that is an unexpected end.
+  void Step() {
+    if (C >= E) RaiseEOF();
+    ++C;
+  }
+
+  void CheckNameStart() {
+    if (C >= E) RaiseEOF();
+    U c = *C;
+    if (c < 0x80) {
+      unsigned l = static_cast<unsigned>(c) | 0x20u;
+      if ((l >= 'a' && l <= 'z') || c == U('_')) return;
+    }
+    Sync();
+    X.CheckValidNameStartChar();
+  }
+
+  void Decode(XoXMLString& s, P a, P b) const {
+    size_t n = static_cast<size_t>(b - a);
+    if constexpr (K == cstUTF16) {
+      s.assign(a, n);
+    } else if constexpr (K == cstUTF8) {
+      DecodeUTF8Into(s, a, n);
+    } else {
+      s.resize(n);
+      char16_t* o = s.data();
+      if (Table)
+        for (size_t i = 0; i < n; ++i) o[i] = Table[a[i]];
+      else
+        for (size_t i = 0; i < n; ++i) o[i] = a[i];
+    }
+  }
+
+  static P TrimLeft(P a, P b) {
+    while (a < b && *a <= 0x20) ++a;
+    return a;
+  }
+  static P TrimRight(P a, P b) {
+    while (b > a && b[-1] <= 0x20) --b;
+    return b;
+  }
+  static bool IsXmlns(const XoXMLString& s) { return s.size() == 5 && XoSameText(s, u"xmlns"); }
+
+  // ---- constructs
+
+  // Current unit: '<' or '!'. A comment runs to the first "-->".
+  void ParseComment() {
+    MarkStart(C);
+    if (C < E && *C == U('<')) ++C;
+    if (C >= E || *C != U('!')) RaiseNotWellFormed(u'!');
+    for (int i = 0; i < 3; ++i) Step();  // "!--", the hyphens not looked at
+    P m = C;
+    while (C < E) {
+      C = FindUnit(C, E, U('-'));
+      if (C >= E) break;
+      if (E - C >= 3 && C[1] == U('-') && C[2] == U('>')) break;
+      ++C;
+    }
+    if (LH) {
+      Decode(SText, m, C);
+      Sync();
+      LH->Comment(SText);
+    }
+    C = FindUnit(C, E, U('>'));
+    Step();
+  }
+
+  // Current unit: '!'. A CDATA section's text goes to Characters as it is.
+  void ParseCDATA() {
+    MarkStart(C);
+    if (C >= E || *C != U('!')) RaiseNotWellFormed(u'!');
+    static constexpr char kOpen[] = "![CDATA[";
+    // A text that differs from the marker is an error of its own; a text that
+    // stops inside the marker is an unexpected end.
+    const ptrdiff_t avail = E - C;
+    bool same = true;
+    for (ptrdiff_t i = 0; same && i < 8 && i < avail; ++i) same = C[i] == U(kOpen[i]);
+    if (same && avail < 8) {
+      C = E;
+      RaiseEOF();
+    }
+    if (!same) {
+      Sync();
+      throw EXoXMLParseError(_cXoXMLCDATAExpected, {X.PeekStringW(8)}, cXoXMLErrCDATAExpected);
+    }
+    if (LH) {
+      Sync();
+      LH->StartCDATA();
+    }
+    C += 8;
+    P m = C;
+    while (C < E) {
+      C = FindUnit(C, E, U(']'));
+      if (C >= E) break;
+      if (E - C >= 3 && C[1] == U(']') && C[2] == U('>')) break;
+      ++C;
+    }
+    Decode(SText, m, C);
+    Sync();
+    CH->Characters(SText);
+    if (LH) LH->EndCDATA();
+    C = FindUnit(C, E, U('>'));
+    Step();
+  }
+
+  // Current unit: '<' or '!'. The declaration is skipped by counting angle
+  // brackets; nothing inside it has any effect.
+  void ParseDTD() {
+    MarkStart(C);
+    if (C < E && *C == U('<')) ++C;
+    if (C >= E || *C != U('!')) RaiseNotWellFormed(u'!');
+    ++C;
+    P m = C;
+    C = FindUnit(C, E, U(' '));
+    static constexpr char16_t kDocType[] = u"DOCTYPE";
+    bool same = C - m == 7;
+    for (int i = 0; same && i < 7; ++i) same = m[i] == U(kDocType[i]);
+    if (!same) {
+      Decode(SText, m, C);
+      Sync();
+      throw EXoXMLParseError(_cXoXMLDOCTypeExpected, {SText}, cXoXMLErrDOCTypeExpected);
+    }
+    if (LH) {
+      Sync();
+      LH->StartDTD();
+    }
+    int64_t depth = 1;
+    while (depth > 0 && C < E) {
+      ++C;
+      if (C >= E) break;
+      if (*C == U('<'))
+        ++depth;
+      else if (*C == U('>'))
+        --depth;
+    }
+    if (LH) {
+      Sync();
+      LH->EndDTD();
+    }
+    C = FindUnit(C, E, U('>'));
+    Step();
+  }
+
+  // Current unit: '<' of "<?".
+  void ParseProcessingInstruction() {
+    MarkStart(C);
+    if (C >= E || *C != U('<')) RaiseNotWellFormed(u'<');
+    Step();
+    Step();
+    P m = C;
+    C = SkipUntil<kClsPITarget>(C);
+    Decode(STarget, m, C);
+    if (C < E && *C == U(' ')) {
+      while (C < E && *C == U(' ')) ++C;
+      m = C;
+      C = FindUnit(C, E, U('?'));
+      Decode(SText, m, C);
+    } else {
+      SText.clear();
+      while (C < E && (*C == U(' ') || *C == U('?'))) ++C;
+    }
+    Sync();
+    CH->ProcessingInstruction(STarget, SText);
+    C = FindUnit(C, E, U('>'));
+    Step();
+  }
+
+  // A stretch of text up to the next '<': one event, passed on as written.
+  void ParseCharacters() {
+    MarkStart(C);
+    P m = C;
+    while (C < E && *C <= 0x20) ++C;
+    const bool allWhite = C >= E || *C == U('<');
+    if (!allWhite) C = FindUnit(C, E, U('<'));
+    if (Check && C >= E) RaiseEOF();
+    Decode(SText, m, C);
+    Sync();
+    if (allWhite) {
+      CH->IgnorableWhitespace(SText);
+    } else if (C >= E) {
+      CH->Characters(SText);
+      CH->IgnorableWhitespace(kNoText);
+    } else {
+      CH->Characters(SText);
+    }
+  }
+
+  // One tag. Elements nest only in the count Level; end tags are not
+  // compared with start tags.
+  void ParseElement() {
+    const P tagStart = C;
+    MarkStart(C);
+    if (C >= E || *C != U('<')) RaiseNotWellFormed(u'<');
+    ++C;
+    bool endTag = false;
+    if (C < E && *C == U('/')) {
+      endTag = true;
+      ++C;
+    }
+    CheckNameStart();
+    const P nameStart = C;
+    C = SkipUntil<kClsNameEnd>(C);
+    if (C < E && *C == U('<')) RaiseNotClosed(tagStart);
+    const bool prefixed = C < E && *C == U(':');
+    if (prefixed) {
+      Decode(SPrefix, nameStart, C);
+      ++C;
+      CheckNameStart();
+      P localStart = C;
+      C = SkipUntil<kClsLocalEnd>(C);
+      Decode(SLocal, localStart, C);
+    } else {
+      SPrefix.clear();
+    }
+    Decode(SQName, nameStart, C);
+    const XoXMLString& local = prefixed ? SLocal : SQName;
+    while (C < E && *C == U(' ')) ++C;
+
+    if (endTag) {
+      const XoXMLString& uri = NS.GetURI(SPrefix);
+      if (C >= E || *C != U('>')) RaiseNotWellFormed(u'>');
+      Sync();
+      CH->EndElement(uri, local, SQName);
+      NS.RemoveLevel(Level);
+      --Level;
+    } else {
+      ++Level;
+      const TIntfPtr<IXoSAXAttributes>* attrs = &R.FEmptyAttributesIntf;
+      if (C >= E || (*C != U('/') && *C != U('>'))) {
+        Attrs.Clear();
+        ParseAttributes();
+        attrs = &R.FAttributesIntf;
+      }
+      if (C < E && *C == U('/')) {
+        const XoXMLString& uri = NS.GetURI(SPrefix);
+        Sync();
+        CH->StartElement(uri, local, SQName, *attrs);
+        CH->EndElement(uri, local, SQName);
+        NS.RemoveLevel(Level);
+        --Level;
+      } else if (C < E && *C == U('>')) {
+        Sync();
+        CH->StartElement(NS.GetURI(SPrefix), local, SQName, *attrs);
+      }
+    }
+
+    C = FindUnit(C, E, U('>'));
+    if (Level == 0) {
+      // The root element has ended.
+      Step();
+      if (InRootTail) return;  // the loop below, one call further out, goes on
+      InRootTail = true;
+      for (;;) {
+        while (C < E && *C <= 0x20) ++C;
+        if (C >= E) break;
+        if (*C == U('<')) {
+          U n = Peek1();
+          if (n == U('!')) {
+            ++C;
+            if (Peek1() == U('-'))
+              ParseComment();
+            else
+              ParseCDATA();
+          } else if (n == U('?')) {
+            ParseProcessingInstruction();
+          } else if (Check) {
+            Sync();
+            throw EXoXMLParseError(_cXoXMLMultipleRoot, cXoXMLErrMultipleRoot);
+          } else {
+            ParseElement();
+          }
+        } else if (Check) {
+          Sync();
+          throw EXoXMLParseError(_cXoXMLInvalidTextAtRoot, cXoXMLErrInvalidTextAtRoot);
+        } else {
+          ParseCharacters();
+        }
+      }
+      InRootTail = false;
+    } else {
+      Step();
+    }
+    if (C < E && *C != U('<')) ParseCharacters();
+  }
+
+  // The attributes of a start tag, into the reader's attribute list. Values
+  // are taken as written between the quotes.
+  void ParseAttributes() {
+    MarkStart(C);
+    for (;;) {
+      const P nameStart = C;
+      C = SkipUntil<kClsAttrName>(C);
+      if (C >= E) RaiseEOF();
+      if (*C == U('<') || *C == U('>')) RaiseMissingAttribute();
+      PXoSAXXMAttribute a = Attrs.AddRecord(TXoSAXAttributeType::CDATA);
+      if (*C == U(':')) {
+        Decode(SPrefix, nameStart, C);  // not trimmed
+        while (C < E && *C == U(':')) ++C;
+        const P localStart = C;
+        C = SkipUntil<kClsAttrLocal>(C);
+        if (C >= E) RaiseEOF();
+        if (*C == U('<') || *C == U('>')) RaiseMissingAttribute();
+        P l = TrimLeft(localStart, C);
+        Decode(a->LocalName, l, TrimRight(l, C));
+        P q = TrimLeft(nameStart, C);
+        Decode(a->QName, q, TrimRight(q, C));
+      } else {
+        SPrefix.clear();
+        P l = TrimLeft(nameStart, C);
+        Decode(a->LocalName, l, TrimRight(l, C));
+        a->QName = a->LocalName;
+      }
+      C = SkipUntil<kClsQuote>(C);
+      if (C >= E) RaiseEOF();
+      if (*C == U('<') || *C == U('>')) RaiseMissingAttribute();
+      const U quote = *C;
+      ++C;
+      const P valueStart = C;
+      C = FindUnit(C, E, quote);
+      Decode(a->Value, valueStart, C);
+      if (IsXmlns(a->QName)) {
+        a->URI.clear();
+        Sync();
+        NS.AddURI(Level, kNoText, a->Value);
+      } else if (IsXmlns(SPrefix)) {
+        a->URI.clear();
+        Sync();
+        NS.AddURI(Level, a->LocalName, a->Value);
+      } else {
+        a->URI = NS.GetURI(SPrefix);
+      }
+      while (C < E && (Cls(*C) & kClsAttrGap)) ++C;
+      if (C >= E || *C == U('>') || *C == U('/')) return;
+    }
+  }
+
+  TXoSAXXMLReader& R;
+  TXoXMLParser& X;
+  TXoSAXNamespaceList& NS;
+  TXoSAXXMAttributes& Attrs;
+  // The handlers stay alive for the whole parse, even if a handler replaces
+  // them on the reader meanwhile.
+  TIntfPtr<IXoSAXContentHandler> FCH;
+  TIntfPtr<IXoSAXLexicalHandler> FLH;
+  IXoSAXContentHandler* CH;
+  IXoSAXLexicalHandler* LH;
+  const P B;
+  const P E;
+  P C;
+  const char16_t* Table = nullptr;
+  int32_t Level = 0;
+  const bool Check;
+  bool InRootTail = false;
+  XoXMLString SPrefix, SLocal, SQName, SText, STarget;
+};
+
+void TXoSAXXMLReader::InternalParse() {
+  CheckHandlers();
+  try {
+    switch (FXMLParser->GetCharacterSetType()) {
+      case cstUTF16: {
+        TXoSAXXMLScan<cstUTF16> scan(*this, *FXMLParser);
+        scan.Run();
+        break;
+      }
+      case cstUTF8: {
+        TXoSAXXMLScan<cstUTF8> scan(*this, *FXMLParser);
+        scan.Run();
+        break;
+      }
+      default: {
+        TXoSAXXMLScan<cstSingleByte> scan(*this, *FXMLParser);
+        scan.Run();
+        break;
+      }
+    }
+  } catch (...) {
+    HandleParseFailure(std::current_exception());
+  }
+}
+
+}  // namespace xo
