@@ -519,7 +519,7 @@ private:
       if (*C == U('<') || *C == U('>')) RaiseMissingAttribute();
       PXoSAXXMAttribute a = Attrs.AddRecord(TXoSAXAttributeType::CDATA);
       if (*C == U(':')) {
-        Decode(SPrefix, nameStart, C);  // not trimmed
+        Decode(SAttrPrefix, nameStart, C);  // not trimmed
         while (C < E && *C == U(':')) ++C;
         const P localStart = C;
         C = SkipUntil<kClsAttrLocal>(C);
@@ -530,7 +530,7 @@ private:
         P q = TrimLeft(nameStart, C);
         Decode(a->QName, q, TrimRight(q, C));
       } else {
-        SPrefix.clear();
+        SAttrPrefix.clear();
         P l = TrimLeft(nameStart, C);
         Decode(a->LocalName, l, TrimRight(l, C));
         a->QName = a->LocalName;
@@ -547,12 +547,12 @@ private:
         a->URI.clear();
         Sync();
         NS.AddURI(Level, kNoText, a->Value);
-      } else if (IsXmlns(SPrefix)) {
+      } else if (IsXmlns(SAttrPrefix)) {
         a->URI.clear();
         Sync();
         NS.AddURI(Level, a->LocalName, a->Value);
       } else {
-        a->URI = NS.GetURI(SPrefix);
+        a->URI = NS.GetURI(SAttrPrefix);
       }
       while (C < E && (Cls(*C) & kClsAttrGap)) ++C;
       if (C >= E || *C == U('>') || *C == U('/')) return;
@@ -576,7 +576,7 @@ private:
   int32_t Level = 0;
   const bool Check;
   bool InRootTail = false;
-  XoXMLString SPrefix, SLocal, SQName, SText, STarget;
+  XoXMLString SPrefix, SLocal, SQName, SText, STarget, SAttrPrefix;
 };
 
 void TXoSAXXMLReader::InternalParse() {
