@@ -260,3 +260,36 @@ TEST(Booleans, TextForms) {
   EXPECT_FALSE(TryStrToBool(u"yes", b));
   EXPECT_FALSE(TryStrToBool(u"", b));
 }
+
+TEST(FloatToStr, ShortDecimalsComeBackExactly) {
+  // A value written with at most 15 significant digits prints with those
+  // digits (no more) and reads back to the same double.
+  std::mt19937_64 rng(777);
+  for (int k = 0; k < 20000; ++k) {
+    int digits = 1 + static_cast<int>(rng() % 15);
+    uint64_t m = rng() % 1000000000000000ULL;
+    uint64_t limit = 1;
+    for (int i = 0; i < digits; ++i) limit *= 10;
+    m %= limit;
+    if (m == 0) m = 1;
+    int e = static_cast<int>(rng() % 570) - 290;
+    std::u16string text = UIntToStr(m) + u"E" + IntToStr(e);
+    double x = StrToFloat(text);
+    std::u16string s = FloatToStr(x);
+    ASSERT_EQ(StrToFloat(s), x) << XoUTF16ToUTF8(text) << " -> " << XoUTF16ToUTF8(s);
+    while (m % 10 == 0) m /= 10;
+    size_t sig = 0;
+    bool lead = true;
+    for (char16_t c : s) {
+      if (c == u'E') break;
+      if (c >= u'1' && c <= u'9') lead = false;
+      if (!lead && c >= u'0' && c <= u'9') ++sig;
+    }
+    size_t mdigits = UIntToStr(m).size();
+    // Fixed notation may carry zeros before the point ("100"); never more
+    // significant digits than the text had.
+    if (s.find(u'E') != std::u16string::npos || s.find(u'.') != std::u16string::npos) {
+      ASSERT_LE(sig, mdigits) << XoUTF16ToUTF8(text) << " -> " << XoUTF16ToUTF8(s);
+    }
+  }
+}

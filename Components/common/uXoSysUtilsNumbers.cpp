@@ -334,6 +334,23 @@ void AppendFloat(std::u16string& ADest, F AValue) {
     return;
   }
   char buf[64];
+  if constexpr (std::is_same_v<F, double>) {
+    // The shortest digits that read back to the value are, when there are at
+    // most 15 of them, exactly the value rounded to 15 digits: a normal double
+    // is closer to them than half a step of 15-digit decimals. That form is
+    // much cheaper than a fixed-precision conversion. Subnormal values have
+    // fewer bits, so this does not hold for them.
+    if (std::fabs(AValue) >= std::numeric_limits<double>::min()) {
+      auto r = std::to_chars(buf, buf + sizeof buf, AValue, std::chars_format::scientific);
+      int digits = 0;
+      for (const char* c = buf; c < r.ptr && *c != 'e'; ++c)
+        if (*c >= '0' && *c <= '9') ++digits;
+      if (digits <= 15) {
+        GeneralFromScientific(ADest, buf, r.ptr);
+        return;
+      }
+    }
+  }
   auto r = std::to_chars(buf, buf + sizeof buf, AValue, std::chars_format::scientific, 14);
   GeneralFromScientific(ADest, buf, r.ptr);
 }
