@@ -56,6 +56,8 @@ TEST(VariantKinds, ConstructorsGiveTheTypeCodes) {
   EXPECT_EQ(Variant(std::u16string(u"x")).VarType(), varUString);
   EXPECT_EQ(Variant("x").VarType(), varString);
   EXPECT_EQ(Variant(std::string("x")).VarType(), varString);
+  EXPECT_EQ(Variant(u'c').StrRef(), u"c");
+  EXPECT_EQ(Variant('c').AnsiRef(), "c");
   EXPECT_EQ(Variant::FromDate(1.5).VarType(), varDate);
   EXPECT_EQ(Variant::FromOleStr(u"x").VarType(), varOleStr);
   EXPECT_EQ(Variant::FromDecimal(5).VarType(), varDecimal);

@@ -123,6 +123,9 @@ public:
   Variant(const TIntfPtr<IInterface>& AValue);
   // A plain C string is 8-bit text; without this overload it would become a bool.
   Variant(const char* AValue);
+  // A single character is a text of one character (UTF-16 or 8-bit).
+  Variant(char16_t AValue) : Variant(std::u16string(1, AValue)) {}
+  Variant(char AValue) : Variant(std::string(1, AValue)) {}
 
   // Tagged factories.
   static Variant FromDate(TDateTime AValue) noexcept;
