@@ -144,7 +144,10 @@ void XoAppendUTF16ToUTF8(std::string& ADest, std::u16string_view AText) {
       __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
       __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
       __m128i mask = _mm_set1_epi16(static_cast<short>(0xFF80));
-      if (_mm_movemask_epi8(_mm_and_si128(_mm_or_si128(a, b), mask))) break;
+      // Every unit must have no bit above 0x7F; movemask alone would see only
+      // bit 7 of each byte and let units such as U+2000 pass as ASCII.
+      __m128i high = _mm_and_si128(_mm_or_si128(a, b), mask);
+      if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())) != 0xFFFF) break;
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(a, b));
       out += 16;
       p += 16;
