@@ -11,6 +11,10 @@
 #include <array>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace xo {
 
 namespace {
@@ -37,61 +41,154 @@ inline bool NeedsEscape(C c, uint64_t AMask) {
   return u < 64 && ((AMask >> u) & 1);
 }
 
-// Index of the first character needing work, or ALen.
+#if defined(__SSE2__)
+// Bit mask of the lanes of a block that need escaping: the codes below 32
+// (code 0 only when the mask selects it), "<", ">", "&", and the quotes on
+// request.
+template <int Bits>
+inline unsigned BlockSpecial(__m128i x, uint64_t AMask) {
+  const bool apos = (AMask >> '\'') & 1, quote = (AMask >> '"') & 1, zero = AMask & 1;
+  __m128i r;
+  if constexpr (Bits == 16) {
+    auto eq = [&](char16_t c) { return _mm_cmpeq_epi16(x, _mm_set1_epi16(static_cast<short>(c))); };
+    r = _mm_cmpeq_epi16(_mm_and_si128(x, _mm_set1_epi16(static_cast<short>(0xFFE0))), _mm_setzero_si128());
+    if (!zero) r = _mm_andnot_si128(eq(0), r);
+    r = _mm_or_si128(r, _mm_or_si128(eq(u'<'), _mm_or_si128(eq(u'>'), eq(u'&'))));
+    if (apos) r = _mm_or_si128(r, eq(u'\''));
+    if (quote) r = _mm_or_si128(r, eq(u'"'));
+  } else {
+    auto eq = [&](char c) { return _mm_cmpeq_epi8(x, _mm_set1_epi8(c)); };
+    r = _mm_cmpeq_epi8(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xE0))), _mm_setzero_si128());
+    if (!zero) r = _mm_andnot_si128(eq(0), r);
+    r = _mm_or_si128(r, _mm_or_si128(eq('<'), _mm_or_si128(eq('>'), eq('&'))));
+    if (apos) r = _mm_or_si128(r, eq('\''));
+    if (quote) r = _mm_or_si128(r, eq('"'));
+  }
+  return static_cast<unsigned>(_mm_movemask_epi8(r));
+}
+#endif
+
+// Index of the first character from AFrom on that needs work, or ALen.
 template <class C>
-inline size_t FirstToEscape(const C* p, size_t ALen, uint64_t AMask) {
-  size_t i = 0;
+inline size_t NextToEscape(const C* p, size_t AFrom, size_t ALen, uint64_t AMask) {
+  size_t i = AFrom;
+#if defined(__SSE2__)
+  constexpr size_t cLanes = 16 / sizeof(C);
+  while (i + cLanes <= ALen) {
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+    unsigned m = BlockSpecial<sizeof(C) * 8>(x, AMask);
+    if (m) return i + static_cast<size_t>(__builtin_ctz(m)) / sizeof(C);
+    i += cLanes;
+  }
+#endif
   while (i < ALen && !NeedsEscape(p[i], AMask)) ++i;
   return i;
 }
 
-// Appends the replacement of one character (1 to 31 or markup) to ADest.
-template <class S>
-inline void AppendEscaped(S& ADest, unsigned c) {
-  using C = typename S::value_type;
-  switch (c) {
-    case '<': ADest.append({C('&'), C('l'), C('t'), C(';')}); return;
-    case '>': ADest.append({C('&'), C('g'), C('t'), C(';')}); return;
-    case '&': ADest.append({C('&'), C('a'), C('m'), C('p'), C(';')}); return;
-    case '\'': ADest.append({C('&'), C('a'), C('p'), C('o'), C('s'), C(';')}); return;
-    case '"': ADest.append({C('&'), C('q'), C('u'), C('o'), C('t'), C(';')}); return;
-    default:
-      // Codes 1 to 31 as decimal character references.
-      if (c < 10)
-        ADest.append({C('&'), C('#'), C('0' + c), C(';')});
-      else
-        ADest.append({C('&'), C('#'), C('0' + c / 10), C('0' + c % 10), C(';')});
-  }
+template <class C>
+inline size_t FirstToEscape(const C* p, size_t ALen, uint64_t AMask) {
+  return NextToEscape(p, 0, ALen, AMask);
 }
 
-// The escaping loop over a text whose first character needing work is at
-// AFirst; the text before it has already been written. Code 0 is dropped when
-// the mask selects it; otherwise it is copied like any other character.
-template <class S, class C>
-void EscapeInto(S& ADest, const C* p, size_t ALen, size_t AFirst, uint64_t AMask) {
-  size_t run = AFirst, i = AFirst;
-  while (i < ALen) {
-    auto u = static_cast<unsigned>(static_cast<std::make_unsigned_t<C>>(p[i]));
-    ADest.append(p + run, i - run);
-    if (u != 0) AppendEscaped(ADest, u);
-    run = ++i;
-    while (i < ALen && !NeedsEscape(p[i], AMask)) ++i;
+// Index of the first AChar from AFrom on, or ALen.
+inline size_t FindChar(const char16_t* p, size_t AFrom, size_t ALen, char16_t AChar) {
+  size_t i = AFrom;
+#if defined(__SSE2__)
+  const __m128i c = _mm_set1_epi16(static_cast<short>(AChar));
+  while (i + 8 <= ALen) {
+    unsigned m = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)), c)));
+    if (m) return i + static_cast<size_t>(__builtin_ctz(m)) / 2;
+    i += 8;
   }
-  ADest.append(p + run, ALen - run);
+#endif
+  while (i < ALen && p[i] != AChar) ++i;
+  return i;
 }
 
-// Appends to a TXoStringStream in blocks, so the escaping loop can treat it as
-// a string.
-struct TStreamSink {
-  using value_type = char16_t;
-  TXoStringStream* FStream;
-  void append(const char16_t* p, size_t n) {
-    if (n) FStream->Add(std::u16string_view(p, n));
-  }
-  void append(std::initializer_list<char16_t> AChars) {
-    FStream->Add(std::u16string_view(AChars.begin(), AChars.size()));
-  }
+inline size_t FindChar(const char* p, size_t AFrom, size_t ALen, char AChar) {
+  if (AFrom >= ALen) return ALen;
+  const void* r = std::memchr(p + AFrom, AChar, ALen - AFrom);
+  return r ? static_cast<size_t>(static_cast<const char*>(r) - p) : ALen;
+}
+
+// The replacement of each character below 64 that needs one; code 0 has an
+// empty replacement (it is dropped where the mask selects it).
+template <class C>
+struct TReplacement {
+  C S[8];
+  uint8_t N;
 };
+
+template <class C>
+constexpr std::array<TReplacement<C>, 64> MakeReplacements() {
+  std::array<TReplacement<C>, 64> t{};
+  auto set = [&](unsigned c, const char* r) {
+    uint8_t n = 0;
+    while (r[n]) {
+      t[c].S[n] = C(r[n]);
+      ++n;
+    }
+    t[c].N = n;
+  };
+  for (unsigned c = 1; c < 32; ++c) {
+    // Codes 1 to 31 as decimal character references.
+    char r[8] = {'&', '#', 0, 0, 0, 0, 0, 0};
+    if (c < 10) {
+      r[2] = char('0' + c);
+      r[3] = ';';
+    } else {
+      r[2] = char('0' + c / 10);
+      r[3] = char('0' + c % 10);
+      r[4] = ';';
+    }
+    set(c, r);
+  }
+  set('<', "&lt;");
+  set('>', "&gt;");
+  set('&', "&amp;");
+  set('\'', "&apos;");
+  set('"', "&quot;");
+  return t;
+}
+
+template <class C>
+inline constexpr std::array<TReplacement<C>, 64> cReplacements = MakeReplacements<C>();
+
+// Escapes p[0..ALen) into ADest (replacing its content); AFirst is the index
+// of the first character needing work. Writes through a pointer into a buffer
+// sized ahead, so each replaced character costs one table look-up and two
+// short copies.
+template <class C>
+void EscapeToBuffer(std::basic_string<C>& ADest, const C* p, size_t ALen, size_t AFirst, uint64_t AMask) {
+  ADest.resize(ALen + ALen / 4 + 64);
+  C* d = ADest.data();
+  std::memcpy(d, p, AFirst * sizeof(C));
+  size_t out = AFirst, run = AFirst, i = AFirst;
+  while (i < ALen) {
+    size_t n = i - run;
+    if (out + n + 8 > ADest.size()) {
+      ADest.resize(std::max(ADest.size() * 3 / 2, out + n + 8 + (ALen - i)));
+      d = ADest.data();
+    }
+    // Runs between replacements are mostly short: copy them inline.
+    if (n <= 16) {
+      for (size_t k = 0; k < n; ++k) d[out + k] = p[run + k];
+    } else {
+      std::memcpy(d + out, p + run, n * sizeof(C));
+    }
+    out += n;
+    const TReplacement<C>& r = cReplacements<C>[static_cast<std::make_unsigned_t<C>>(p[i])];
+    std::memcpy(d + out, r.S, sizeof(r.S));  // fixed size; only N units count
+    out += r.N;
+    run = ++i;
+    i = NextToEscape(p, i, ALen, AMask);
+  }
+  size_t n = ALen - run;
+  if (out + n > ADest.size()) ADest.resize(out + n);
+  std::memcpy(ADest.data() + out, p + run, n * sizeof(C));
+  ADest.resize(out + n);
+}
 
 }  // namespace
 
@@ -105,9 +202,17 @@ void XoStrToXML(const char16_t* AText, int64_t ACount, TXoStringStream* AStream,
     AStream->Add(std::u16string_view(AText, len));
     return;
   }
-  TStreamSink sink{AStream};
-  sink.append(AText, first);
-  EscapeInto(sink, AText, len, first, mask);
+  // The text up to the first replacement goes as it is; the rest is escaped in
+  // blocks through one reused buffer.
+  if (first) AStream->Add(std::u16string_view(AText, first));
+  constexpr size_t cBlock = 16384;
+  std::u16string buf;
+  for (size_t from = first; from < len; from += cBlock) {
+    size_t n = std::min(cBlock, len - from);
+    const char16_t* block = AText + from;
+    EscapeToBuffer(buf, block, n, FirstToEscape(block, n, mask), mask);
+    AStream->Add(std::u16string_view(buf));
+  }
 }
 
 std::string XoStrToXML(std::string_view AText, bool EscapeApos, bool EscapeQuote) {
@@ -115,9 +220,7 @@ std::string XoStrToXML(std::string_view AText, bool EscapeApos, bool EscapeQuote
   size_t first = FirstToEscape(AText.data(), AText.size(), mask);
   if (first == AText.size()) return std::string(AText);
   std::string r;
-  r.reserve(AText.size() + AText.size() / 8 + 16);
-  r.append(AText.data(), first);
-  EscapeInto(r, AText.data(), AText.size(), first, mask);
+  EscapeToBuffer(r, AText.data(), AText.size(), first, mask);
   return r;
 }
 
@@ -126,9 +229,7 @@ XoXMLString XoStrToXML(std::u16string_view AText, bool EscapeApos, bool EscapeQu
   size_t first = FirstToEscape(AText.data(), AText.size(), mask);
   if (first == AText.size()) return XoXMLString(AText);
   XoXMLString r;
-  r.reserve(AText.size() + AText.size() / 8 + 16);
-  r.append(AText.data(), first);
-  EscapeInto(r, AText.data(), AText.size(), first, mask);
+  EscapeToBuffer(r, AText.data(), AText.size(), first, mask);
   return r;
 }
 
@@ -294,19 +395,27 @@ int32_t XoEntityCode(std::u16string_view AName) {
 XoXMLString XoXMLToStr(std::u16string_view AText) {
   const char16_t* p = AText.data();
   const size_t len = AText.size();
-  size_t amp = AText.find(u'&');
-  if (amp == std::u16string_view::npos) return XoXMLString(AText);
+  size_t amp = FindChar(p, 0, len, u'&');
+  if (amp == len) return XoXMLString(AText);
 
-  XoXMLString r;
-  r.reserve(len);
+  // Decoding never makes the text longer, so the result is written through a
+  // pointer into a buffer of the input's size.
+  XoXMLString r(len, u'\0');
+  char16_t* d = r.data();
+  size_t out = 0;
   size_t run = 0;  // start of the run not yet written
   size_t i = amp;
-  while (i < len) {
-    if (p[i] != u'&') {
-      ++i;
-      continue;
+  auto flush = [&](size_t ATo) {
+    size_t n = ATo - run;
+    if (n <= 16) {
+      for (size_t k = 0; k < n; ++k) d[out + k] = p[run + k];
+    } else {
+      std::memcpy(d + out, p + run, n * sizeof(char16_t));
     }
-    r.append(p + run, i - run);
+    out += n;
+  };
+  while ((i = FindChar(p, i, len, u'&')) < len) {
+    flush(i);
     run = i;
     size_t stop = FindStop(p, i + 1, len);
     if (stop >= len || p[stop] != u';') {
@@ -316,36 +425,33 @@ XoXMLString XoXMLToStr(std::u16string_view AText) {
     }
     std::u16string_view name(p + i + 1, stop - i - 1);
     if (!name.empty() && name[0] == u'#') {
-      r += NumericReference(name.substr(1));
+      d[out++] = NumericReference(name.substr(1));
       run = stop + 1;
     } else if (name.size() <= 8) {
       int32_t code = LookupKey(XoEntityKey(name));
       if (code >= 0) {
-        r += static_cast<char16_t>(code);
+        d[out++] = static_cast<char16_t>(code);
         run = stop + 1;
       }
     }
     i = stop + 1;
   }
-  r.append(p + run, len - run);
+  flush(len);
+  r.resize(out);
   return r;
 }
 
 std::string XoXMLToStr(std::string_view AText) {
   const char* p = AText.data();
   const size_t len = AText.size();
-  size_t amp = AText.find('&');
-  if (amp == std::string_view::npos) return std::string(AText);
+  size_t amp = FindChar(p, 0, len, '&');
+  if (amp == len) return std::string(AText);
 
   std::string r;
   r.reserve(len);
   size_t run = 0;
   size_t i = amp;
-  while (i < len) {
-    if (p[i] != '&') {
-      ++i;
-      continue;
-    }
+  while ((i = FindChar(p, i, len, '&')) < len) {
     r.append(p + run, i - run);
     run = i;
     size_t stop = FindStop(p, i + 1, len);
