@@ -120,9 +120,12 @@ struct TReplacement {
   uint8_t N;
 };
 
+// Entry 64 is the identity: the character itself, one unit (written by the
+// caller).
 template <class C>
-constexpr std::array<TReplacement<C>, 64> MakeReplacements() {
-  std::array<TReplacement<C>, 64> t{};
+constexpr std::array<TReplacement<C>, 65> MakeReplacements() {
+  std::array<TReplacement<C>, 65> t{};
+  t[64].N = 1;
   auto set = [&](unsigned c, const char* r) {
     uint8_t n = 0;
     while (r[n]) {
@@ -153,41 +156,55 @@ constexpr std::array<TReplacement<C>, 64> MakeReplacements() {
 }
 
 template <class C>
-inline constexpr std::array<TReplacement<C>, 64> cReplacements = MakeReplacements<C>();
+inline constexpr std::array<TReplacement<C>, 65> cReplacements = MakeReplacements<C>();
+
+// Writes one character, replaced or not, at d and answers the units written.
+// Branch-free: the table entry is chosen by a conditional move, and the
+// identity entry leaves the character itself in the first unit.
+template <class C>
+inline size_t PutChar(C* d, C c, bool ASpecial) {
+  unsigned u = static_cast<std::make_unsigned_t<C>>(c);
+  const TReplacement<C>& e = cReplacements<C>[ASpecial ? (u & 63) : 64];
+  std::memcpy(d, e.S, sizeof(e.S));  // fixed size; only N units count
+  d[0] = ASpecial ? e.S[0] : c;
+  return e.N;
+}
 
 // Escapes p[0..ALen) into ADest (replacing its content); AFirst is the index
 // of the first character needing work. Writes through a pointer into a buffer
-// sized ahead, so each replaced character costs one table look-up and two
-// short copies.
+// sized ahead. Blocks without work are copied whole; blocks with work go
+// character by character without branches, which suits markup-heavy text.
 template <class C>
 void EscapeToBuffer(std::basic_string<C>& ADest, const C* p, size_t ALen, size_t AFirst, uint64_t AMask) {
+  constexpr size_t cMaxRepl = 8;  // units a replacement may write (6 used)
   ADest.resize(ALen + ALen / 4 + 64);
   C* d = ADest.data();
   std::memcpy(d, p, AFirst * sizeof(C));
-  size_t out = AFirst, run = AFirst, i = AFirst;
-  while (i < ALen) {
-    size_t n = i - run;
-    if (out + n + 8 > ADest.size()) {
-      ADest.resize(std::max(ADest.size() * 3 / 2, out + n + 8 + (ALen - i)));
+  size_t out = AFirst, i = AFirst;
+  auto reserve = [&](size_t AUnits) {
+    if (out + AUnits > ADest.size()) {
+      ADest.resize(std::max(ADest.size() * 3 / 2, out + AUnits + (ALen - i)));
       d = ADest.data();
     }
-    // Runs between replacements are mostly short: copy them inline.
-    if (n <= 16) {
-      for (size_t k = 0; k < n; ++k) d[out + k] = p[run + k];
+  };
+#if defined(__SSE2__)
+  constexpr size_t cLanes = 16 / sizeof(C);
+  while (i + cLanes <= ALen) {
+    reserve(cLanes * cMaxRepl);
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+    unsigned m = BlockSpecial<sizeof(C) * 8>(x, AMask);
+    if (!m) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + out), x);
+      out += cLanes;
     } else {
-      std::memcpy(d + out, p + run, n * sizeof(C));
+      for (size_t k = 0; k < cLanes; ++k) out += PutChar(d + out, p[i + k], (m >> (k * sizeof(C))) & 1);
     }
-    out += n;
-    const TReplacement<C>& r = cReplacements<C>[static_cast<std::make_unsigned_t<C>>(p[i])];
-    std::memcpy(d + out, r.S, sizeof(r.S));  // fixed size; only N units count
-    out += r.N;
-    run = ++i;
-    i = NextToEscape(p, i, ALen, AMask);
+    i += cLanes;
   }
-  size_t n = ALen - run;
-  if (out + n > ADest.size()) ADest.resize(out + n);
-  std::memcpy(ADest.data() + out, p + run, n * sizeof(C));
-  ADest.resize(out + n);
+#endif
+  reserve((ALen - i) * cMaxRepl + cMaxRepl);
+  for (; i < ALen; ++i) out += PutChar(d + out, p[i], NeedsEscape(p[i], AMask));
+  ADest.resize(out);
 }
 
 }  // namespace
