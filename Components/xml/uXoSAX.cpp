@@ -206,22 +206,6 @@ TXoSAXXMAttributes::TXoSAXXMAttributes() { SetAutoDestroy(false); }
 
 TXoSAXXMAttributes::~TXoSAXXMAttributes() = default;
 
-PXoSAXXMAttribute TXoSAXXMAttributes::AddRecord(TXoSAXAttributeType AType) {
-  if (static_cast<size_t>(FCount) == FRecords.size()) FRecords.push_back(std::make_unique<TXoSAXXMAttribute>());
-  PXoSAXXMAttribute r = FRecords[static_cast<size_t>(FCount)].get();
-  r->Idx = FCount;
-  r->AttrType = AType;
-  r->Prev = FLast;
-  r->Next = nullptr;
-  if (FLast)
-    FLast->Next = r;
-  else
-    FFirst = r;
-  FLast = r;
-  ++FCount;
-  return r;
-}
-
 PXoSAXXMAttribute TXoSAXXMAttributes::Add(const XoXMLString& ALocalName, const XoXMLString& AQName,
                                           const XoXMLString& AURI, const XoXMLString& AValue,
                                           TXoSAXAttributeType AType) {

@@ -289,7 +289,21 @@ public:
                         const XoXMLString& AValue, TXoSAXAttributeType AType = TXoSAXAttributeType::CDATA);
   // Appends an attribute whose fields the caller fills in place (the strings
   // may hold text of an earlier use).
-  PXoSAXXMAttribute AddRecord(TXoSAXAttributeType AType = TXoSAXAttributeType::CDATA);
+  PXoSAXXMAttribute AddRecord(TXoSAXAttributeType AType = TXoSAXAttributeType::CDATA) {
+    if (static_cast<size_t>(FCount) == FRecords.size()) FRecords.push_back(std::make_unique<TXoSAXXMAttribute>());
+    PXoSAXXMAttribute r = FRecords[static_cast<size_t>(FCount)].get();
+    r->Idx = FCount;
+    r->AttrType = AType;
+    r->Prev = FLast;
+    r->Next = nullptr;
+    if (FLast)
+      FLast->Next = r;
+    else
+      FFirst = r;
+    FLast = r;
+    ++FCount;
+    return r;
+  }
   void Clear();
 
   int32_t Count() override { return FCount; }

@@ -9,7 +9,10 @@
 // multi-byte character is above 0x7F, so byte-wise scanning of UTF-8 finds
 // exactly the delimiters that a character-wise scan would.
 #include <cstring>
+#include <cstdint>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "uXoSAX.h"
 
@@ -69,32 +72,38 @@ inline const char16_t* FindUnit(const char16_t* p, const char16_t* e, char16_t c
   return p;
 }
 
+// Widens ASCII bytes to UTF-16 units while they last; returns how many were
+// done (stops before the first byte above 0x7F).
+inline size_t WidenASCII(char16_t* o, const uint8_t* a, size_t n) {
+  size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 16 <= n; i += 16) {
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
+    if (_mm_movemask_epi8(x)) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(o + i), _mm_unpacklo_epi8(x, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(o + i + 8), _mm_unpackhi_epi8(x, zero));
+  }
+#endif
+  for (; i + 8 <= n; i += 8) {
+    uint64_t w;
+    std::memcpy(&w, a + i, 8);
+    if (w & 0x8080808080808080ULL) break;
+    for (int k = 0; k < 8; ++k) o[i + k] = a[i + k];
+  }
+  for (; i < n; ++i) {
+    if (a[i] & 0x80) break;
+    o[i] = a[i];
+  }
+  return i;
+}
+
 // UTF-8 bytes to UTF-16 into a reused string: ASCII is widened in place, the
 // first non-ASCII byte hands the rest to the library's converter.
 inline void DecodeUTF8Into(XoXMLString& s, const uint8_t* a, size_t n) {
   s.resize(n);
-  char16_t* o = s.data();
-  size_t i = 0;
-  bool ascii = true;
-  for (; i + 8 <= n; i += 8) {
-    uint64_t w;
-    std::memcpy(&w, a + i, 8);
-    if (w & 0x8080808080808080ULL) {
-      ascii = false;
-      break;
-    }
-    for (int k = 0; k < 8; ++k) o[i + k] = a[i + k];
-  }
-  if (ascii) {
-    for (; i < n; ++i) {
-      if (a[i] & 0x80) {
-        ascii = false;
-        break;
-      }
-      o[i] = a[i];
-    }
-  }
-  if (!ascii) {
+  size_t i = WidenASCII(s.data(), a, n);
+  if (i < n) {
     s.resize(i);
     XoAppendUTF8ToUTF16(s, std::string_view(reinterpret_cast<const char*>(a) + i, n - i));
   }
@@ -256,6 +265,30 @@ private:
     }
   }
 
+  // A decoded string that remembers its source. Names and indentation repeat
+  // all the time (an end tag after its start tag, sibling elements, the same
+  // attribute names, the same line breaks and blanks), so a string whose
+  // source bytes equal the last ones is not decoded again.
+  struct TCached {
+    XoXMLString S;
+    P Src = nullptr;
+    size_t Len = 0;
+    bool Valid = false;
+  };
+
+  void DecodeCached(TCached& c, P a, P b) {
+    size_t n = static_cast<size_t>(b - a);
+    if (c.Valid && n == c.Len && (c.Src == a || std::memcmp(c.Src, a, n * sizeof(U)) == 0)) return;
+    Decode(c.S, a, b);
+    c.Src = a;
+    c.Len = n;
+    c.Valid = true;
+  }
+
+  const XoXMLString& URIOf(const XoXMLString& APrefix) const {
+    return NS.Count() == 0 ? kNoText : NS.GetURI(APrefix);
+  }
+
   static P TrimLeft(P a, P b) {
     while (a < b && *a <= 0x20) ++a;
     return a;
@@ -398,11 +431,15 @@ private:
     const bool allWhite = C >= E || *C == U('<');
     if (!allWhite) C = FindUnit(C, E, U('<'));
     if (Check && C >= E) RaiseEOF();
+    if (allWhite) {
+      DecodeCached(CWhite, m, C);
+      Sync();
+      CH->IgnorableWhitespace(CWhite.S);
+      return;
+    }
     Decode(SText, m, C);
     Sync();
-    if (allWhite) {
-      CH->IgnorableWhitespace(SText);
-    } else if (C >= E) {
+    if (C >= E) {
       CH->Characters(SText);
       CH->IgnorableWhitespace(kNoText);
     } else {
@@ -427,25 +464,26 @@ private:
     C = SkipUntil<kClsNameEnd>(C);
     if (C < E && *C == U('<')) RaiseNotClosed(tagStart);
     const bool prefixed = C < E && *C == U(':');
+    const XoXMLString* prefix = &kNoText;
     if (prefixed) {
-      Decode(SPrefix, nameStart, C);
+      DecodeCached(CPrefix, nameStart, C);
+      prefix = &CPrefix.S;
       ++C;
       CheckNameStart();
       P localStart = C;
       C = SkipUntil<kClsLocalEnd>(C);
-      Decode(SLocal, localStart, C);
-    } else {
-      SPrefix.clear();
+      DecodeCached(CLocal, localStart, C);
     }
-    Decode(SQName, nameStart, C);
-    const XoXMLString& local = prefixed ? SLocal : SQName;
+    DecodeCached(CQName, nameStart, C);
+    const XoXMLString& qname = CQName.S;
+    const XoXMLString& local = prefixed ? CLocal.S : qname;
     while (C < E && *C == U(' ')) ++C;
 
     if (endTag) {
-      const XoXMLString& uri = NS.GetURI(SPrefix);
+      const XoXMLString& uri = URIOf(*prefix);
       if (C >= E || *C != U('>')) RaiseNotWellFormed(u'>');
       Sync();
-      CH->EndElement(uri, local, SQName);
+      CH->EndElement(uri, local, qname);
       NS.RemoveLevel(Level);
       --Level;
     } else {
@@ -457,15 +495,15 @@ private:
         attrs = &R.FAttributesIntf;
       }
       if (C < E && *C == U('/')) {
-        const XoXMLString& uri = NS.GetURI(SPrefix);
+        const XoXMLString& uri = URIOf(*prefix);
         Sync();
-        CH->StartElement(uri, local, SQName, *attrs);
-        CH->EndElement(uri, local, SQName);
+        CH->StartElement(uri, local, qname, *attrs);
+        CH->EndElement(uri, local, qname);
         NS.RemoveLevel(Level);
         --Level;
       } else if (C < E && *C == U('>')) {
         Sync();
-        CH->StartElement(NS.GetURI(SPrefix), local, SQName, *attrs);
+        CH->StartElement(URIOf(*prefix), local, qname, *attrs);
       }
     }
 
@@ -518,22 +556,39 @@ private:
       if (C >= E) RaiseEOF();
       if (*C == U('<') || *C == U('>')) RaiseMissingAttribute();
       PXoSAXXMAttribute a = Attrs.AddRecord(TXoSAXAttributeType::CDATA);
+      // The record of this position may already hold the same name.
+      const size_t idx = static_cast<size_t>(a->Idx);
+      if (AttrSrc.size() <= idx) AttrSrc.resize(idx + 1, {nullptr, SIZE_MAX});
+      auto& src = AttrSrc[idx];
+      auto same = [&](P x, P y) {
+        size_t n = static_cast<size_t>(y - x);
+        return n == src.second && (src.first == x || std::memcmp(src.first, x, n * sizeof(U)) == 0);
+      };
+      const XoXMLString* attrPrefix = &kNoText;
       if (*C == U(':')) {
-        Decode(SAttrPrefix, nameStart, C);  // not trimmed
+        DecodeCached(CAttrPrefix, nameStart, C);  // not trimmed
+        attrPrefix = &CAttrPrefix.S;
         while (C < E && *C == U(':')) ++C;
         const P localStart = C;
         C = SkipUntil<kClsAttrLocal>(C);
         if (C >= E) RaiseEOF();
         if (*C == U('<') || *C == U('>')) RaiseMissingAttribute();
-        P l = TrimLeft(localStart, C);
-        Decode(a->LocalName, l, TrimRight(l, C));
         P q = TrimLeft(nameStart, C);
-        Decode(a->QName, q, TrimRight(q, C));
+        P qe = TrimRight(q, C);
+        if (!same(q, qe)) {
+          P l = TrimLeft(localStart, C);
+          Decode(a->LocalName, l, TrimRight(l, C));
+          Decode(a->QName, q, qe);
+          src = {q, static_cast<size_t>(qe - q)};
+        }
       } else {
-        SAttrPrefix.clear();
         P l = TrimLeft(nameStart, C);
-        Decode(a->LocalName, l, TrimRight(l, C));
-        a->QName = a->LocalName;
+        P le = TrimRight(l, C);
+        if (!same(l, le)) {
+          Decode(a->LocalName, l, le);
+          a->QName = a->LocalName;
+          src = {l, static_cast<size_t>(le - l)};
+        }
       }
       C = SkipUntil<kClsQuote>(C);
       if (C >= E) RaiseEOF();
@@ -547,12 +602,16 @@ private:
         a->URI.clear();
         Sync();
         NS.AddURI(Level, kNoText, a->Value);
-      } else if (IsXmlns(SAttrPrefix)) {
+      } else if (IsXmlns(*attrPrefix)) {
         a->URI.clear();
         Sync();
         NS.AddURI(Level, a->LocalName, a->Value);
       } else {
-        a->URI = NS.GetURI(SAttrPrefix);
+        const XoXMLString& uri = URIOf(*attrPrefix);
+        if (uri.empty())
+          a->URI.clear();
+        else
+          a->URI = uri;
       }
       while (C < E && (Cls(*C) & kClsAttrGap)) ++C;
       if (C >= E || *C == U('>') || *C == U('/')) return;
@@ -576,7 +635,9 @@ private:
   int32_t Level = 0;
   const bool Check;
   bool InRootTail = false;
-  XoXMLString SPrefix, SLocal, SQName, SText, STarget, SAttrPrefix;
+  XoXMLString SText, STarget;
+  TCached CPrefix, CLocal, CQName, CAttrPrefix, CWhite;
+  std::vector<std::pair<P, size_t>> AttrSrc;  // source of the name each attribute record holds
 };
 
 void TXoSAXXMLReader::InternalParse() {
