@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -217,13 +218,22 @@ void BM_libxml2(benchmark::State& state, const std::string* ADoc) {
 class TCollectingReporter : public benchmark::ConsoleReporter {
 public:
   void ReportRuns(const std::vector<Run>& AReports) override {
+    // With repetitions the median stands for the benchmark; a single run
+    // stands for itself.
     for (const Run& r : AReports) {
       auto it = r.counters.find("bytes_per_second");
-      if (it != r.counters.end() && !r.error_occurred) Rates[r.benchmark_name()] = it->second.value;
+      if (it == r.counters.end() || r.error_occurred) continue;
+      if (r.run_type == Run::RT_Aggregate) {
+        if (r.aggregate_name == "median") Rates[r.run_name.str()] = it->second.value;
+      } else if (!Medians.count(r.run_name.str())) {
+        Rates[r.run_name.str()] = it->second.value;
+      }
+      if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") Medians.insert(r.run_name.str());
     }
     ConsoleReporter::ReportRuns(AReports);
   }
   std::map<std::string, double> Rates;
+  std::set<std::string> Medians;
 };
 
 }  // namespace

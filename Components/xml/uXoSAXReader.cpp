@@ -54,6 +54,7 @@ constexpr TClassTable kCls;
 
 inline const uint8_t* FindUnit(const uint8_t* p, const uint8_t* e, uint8_t c) {
   if (p >= e) return e;
+  if (*p == c) return p;  // often the very next byte (a '>' after a name)
   const void* f = std::memchr(p, c, static_cast<size_t>(e - p));
   return f ? static_cast<const uint8_t*>(f) : e;
 }
@@ -74,7 +75,7 @@ inline const char16_t* FindUnit(const char16_t* p, const char16_t* e, char16_t c
 
 // Widens ASCII bytes to UTF-16 units while they last; returns how many were
 // done (stops before the first byte above 0x7F).
-inline size_t WidenASCII(char16_t* o, const uint8_t* a, size_t n) {
+__attribute__((always_inline)) inline size_t WidenASCII(char16_t* o, const uint8_t* a, size_t n) {
   size_t i = 0;
 #if defined(__SSE2__)
   const __m128i zero = _mm_setzero_si128();
@@ -85,11 +86,28 @@ inline size_t WidenASCII(char16_t* o, const uint8_t* a, size_t n) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(o + i + 8), _mm_unpackhi_epi8(x, zero));
   }
 #endif
-  for (; i + 8 <= n; i += 8) {
-    uint64_t w;
-    std::memcpy(&w, a + i, 8);
-    if (w & 0x8080808080808080ULL) break;
-    for (int k = 0; k < 8; ++k) o[i + k] = a[i + k];
+  // The rest (or a short text): test it as a whole with overlapping loads,
+  // then widen without a branch per byte.
+  const size_t r = n - i;
+  if (r > 0 && r < 16) {
+    uint64_t bits;
+    if (r >= 8) {
+      uint64_t w0, w1;
+      std::memcpy(&w0, a + i, 8);
+      std::memcpy(&w1, a + n - 8, 8);
+      bits = w0 | w1;
+    } else if (r >= 4) {
+      uint32_t w0, w1;
+      std::memcpy(&w0, a + i, 4);
+      std::memcpy(&w1, a + n - 4, 4);
+      bits = w0 | w1;
+    } else {
+      bits = a[i] | a[n - 1] | a[i + (r >> 1)];
+    }
+    if ((bits & 0x8080808080808080ULL) == 0) {
+      for (size_t k = i; k < n; ++k) o[k] = a[k];
+      return n;
+    }
   }
   for (; i < n; ++i) {
     if (a[i] & 0x80) break;
@@ -100,7 +118,7 @@ inline size_t WidenASCII(char16_t* o, const uint8_t* a, size_t n) {
 
 // UTF-8 bytes to UTF-16 into a reused string: ASCII is widened in place, the
 // first non-ASCII byte hands the rest to the library's converter.
-inline void DecodeUTF8Into(XoXMLString& s, const uint8_t* a, size_t n) {
+__attribute__((always_inline)) inline void DecodeUTF8Into(XoXMLString& s, const uint8_t* a, size_t n) {
   s.resize(n);
   size_t i = WidenASCII(s.data(), a, n);
   if (i < n) {
@@ -163,7 +181,7 @@ public:
       }
       C = FindUnit(C, E, U('<'));
     }
-    while (C < E && *C <= 0x20) ++C;
+    C = SkipWhite(C);
     if (C >= E || *C != U('<')) RaiseNotWellFormed(u'<');
     // Content.
     while (C < E) {
@@ -200,7 +218,51 @@ private:
 
   template <uint8_t M>
   P SkipUntil(P p) const {
-    while (p < E && !(Cls(*p) & M)) ++p;
+    const P e = E;
+#if defined(__SSE2__)
+    if constexpr (sizeof(U) == 1) {
+      // Sixteen bytes at a time: names are short, and one test per block
+      // avoids a mispredicted branch at every name's end.
+      while (e - p >= 16) {
+        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        __m128i hit = _mm_setzero_si128();
+        if constexpr ((M & (kClsNameEnd | kClsLocalEnd)) != 0) {
+          // Bytes up to 0x20 (unsigned).
+          hit = _mm_cmpeq_epi8(_mm_max_epu8(x, _mm_set1_epi8(0x20)), _mm_set1_epi8(0x20));
+        }
+        auto eq = [&](char c) { hit = _mm_or_si128(hit, _mm_cmpeq_epi8(x, _mm_set1_epi8(c))); };
+        if constexpr ((M & (kClsNameEnd | kClsAttrName)) != 0) eq(':');
+        if constexpr ((M & (kClsNameEnd | kClsAttrName | kClsAttrLocal | kClsQuote)) != 0) eq('<');
+        if constexpr ((M & (kClsNameEnd | kClsLocalEnd | kClsAttrName | kClsAttrLocal | kClsQuote)) != 0) eq('>');
+        if constexpr ((M & (kClsNameEnd | kClsLocalEnd)) != 0) eq('/');
+        if constexpr ((M & (kClsAttrName | kClsAttrLocal)) != 0) eq('=');
+        if constexpr ((M & kClsQuote) != 0) {
+          eq('\'');
+          eq('"');
+        }
+        if constexpr ((M & kClsPITarget) != 0) {
+          eq(' ');
+          eq('?');
+        }
+        int m = _mm_movemask_epi8(hit);
+        if (m) return p + __builtin_ctz(static_cast<unsigned>(m));
+        p += 16;
+      }
+    }
+#endif
+    while (p < e && !(Cls(*p) & M)) ++p;
+    return p;
+  }
+
+  // Skips units not above 0x20.
+  P SkipWhite(P p) const {
+    const P e = E;
+    while (p < e && *p <= 0x20) ++p;
+    return p;
+  }
+  P SkipBlanks(P p) const {
+    const P e = E;
+    while (p < e && *p == U(' ')) ++p;
     return p;
   }
 
@@ -276,13 +338,50 @@ private:
     bool Valid = false;
   };
 
+  static bool SameUnits(P x, P y, size_t n) {
+    if (x == y) return true;
+    const size_t bytes = n * sizeof(U);
+    const auto* a = reinterpret_cast<const uint8_t*>(x);
+    const auto* b = reinterpret_cast<const uint8_t*>(y);
+    if (bytes >= 8 && bytes <= 16) {
+      // Two overlapping words cover the whole range.
+      uint64_t a0, a1, b0, b1;
+      std::memcpy(&a0, a, 8);
+      std::memcpy(&b0, b, 8);
+      std::memcpy(&a1, a + bytes - 8, 8);
+      std::memcpy(&b1, b + bytes - 8, 8);
+      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+    }
+    if (bytes < 8) {
+      for (size_t i = 0; i < bytes; ++i)
+        if (a[i] != b[i]) return false;
+      return true;
+    }
+    return std::memcmp(a, b, bytes) == 0;
+  }
+
   void DecodeCached(TCached& c, P a, P b) {
     size_t n = static_cast<size_t>(b - a);
-    if (c.Valid && n == c.Len && (c.Src == a || std::memcmp(c.Src, a, n * sizeof(U)) == 0)) return;
+    if (c.Valid && n == c.Len && SameUnits(c.Src, a, n)) return;
     Decode(c.S, a, b);
     c.Src = a;
     c.Len = n;
     c.Valid = true;
+  }
+
+  // Qualified names of elements come from a few recently decoded ones: an
+  // end tag, a sibling or a repeated record structure finds its name there.
+  const XoXMLString& QNameOf(P a, P b) {
+    const size_t n = static_cast<size_t>(b - a);
+    for (TCached& c : CQNames)
+      if (c.Valid && c.Len == n && SameUnits(c.Src, a, n)) return c.S;
+    TCached& c = CQNames[NextQName];
+    NextQName = (NextQName + 1) % kQNameSlots;
+    Decode(c.S, a, b);
+    c.Src = a;
+    c.Len = n;
+    c.Valid = true;
+    return c.S;
   }
 
   const XoXMLString& URIOf(const XoXMLString& APrefix) const {
@@ -409,7 +508,7 @@ private:
     C = SkipUntil<kClsPITarget>(C);
     Decode(STarget, m, C);
     if (C < E && *C == U(' ')) {
-      while (C < E && *C == U(' ')) ++C;
+      C = SkipBlanks(C);
       m = C;
       C = FindUnit(C, E, U('?'));
       Decode(SText, m, C);
@@ -427,7 +526,7 @@ private:
   void ParseCharacters() {
     MarkStart(C);
     P m = C;
-    while (C < E && *C <= 0x20) ++C;
+    C = SkipWhite(C);
     const bool allWhite = C >= E || *C == U('<');
     if (!allWhite) C = FindUnit(C, E, U('<'));
     if (Check && C >= E) RaiseEOF();
@@ -474,10 +573,9 @@ private:
       C = SkipUntil<kClsLocalEnd>(C);
       DecodeCached(CLocal, localStart, C);
     }
-    DecodeCached(CQName, nameStart, C);
-    const XoXMLString& qname = CQName.S;
+    const XoXMLString& qname = QNameOf(nameStart, C);
     const XoXMLString& local = prefixed ? CLocal.S : qname;
-    while (C < E && *C == U(' ')) ++C;
+    C = SkipBlanks(C);
 
     if (endTag) {
       const XoXMLString& uri = URIOf(*prefix);
@@ -514,7 +612,7 @@ private:
       if (InRootTail) return;  // the loop below, one call further out, goes on
       InRootTail = true;
       for (;;) {
-        while (C < E && *C <= 0x20) ++C;
+        C = SkipWhite(C);
         if (C >= E) break;
         if (*C == U('<')) {
           U n = Peek1();
@@ -562,7 +660,7 @@ private:
       auto& src = AttrSrc[idx];
       auto same = [&](P x, P y) {
         size_t n = static_cast<size_t>(y - x);
-        return n == src.second && (src.first == x || std::memcmp(src.first, x, n * sizeof(U)) == 0);
+        return n == src.second && SameUnits(src.first, x, n);
       };
       const XoXMLString* attrPrefix = &kNoText;
       if (*C == U(':')) {
@@ -613,7 +711,12 @@ private:
         else
           a->URI = uri;
       }
-      while (C < E && (Cls(*C) & kClsAttrGap)) ++C;
+      {
+        P p = C;
+        const P e = E;
+        while (p < e && (Cls(*p) & kClsAttrGap)) ++p;
+        C = p;
+      }
       if (C >= E || *C == U('>') || *C == U('/')) return;
     }
   }
@@ -636,7 +739,10 @@ private:
   const bool Check;
   bool InRootTail = false;
   XoXMLString SText, STarget;
-  TCached CPrefix, CLocal, CQName, CAttrPrefix, CWhite;
+  static constexpr size_t kQNameSlots = 8;
+  TCached CPrefix, CLocal, CAttrPrefix, CWhite;
+  TCached CQNames[kQNameSlots];
+  size_t NextQName = 0;
   std::vector<std::pair<P, size_t>> AttrSrc;  // source of the name each attribute record holds
 };
 
