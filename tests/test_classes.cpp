@@ -3,7 +3,10 @@
 
 #include <cstdio>
 #include <fstream>
+#include <random>
 #include <sstream>
+
+#include <unicode/ustring.h>
 
 #include "uXoClasses.h"
 
@@ -140,6 +143,36 @@ TEST(Strings, UTF8AndUTF16Conversion) {
   EXPECT_EQ(XoUTF8ToUTF16("\xED\xA0\x80"), u"\xFFFD\xFFFD\xFFFD");
   std::string longAscii(1000, 'x');
   EXPECT_EQ(XoUTF16ToUTF8(XoUTF8ToUTF16(longAscii)), longAscii);
+}
+
+TEST(Strings, RandomTextAgreesWithICU) {
+  // Runs of ASCII long enough for the wide paths, broken by characters of
+  // every UTF-8 length at every offset.
+  std::mt19937 rng(7);
+  const char16_t pool[] = {u'a', u'\x7F', u'\x80', u'\xFF', u'\x100', u'\x7FF', u'\x800', u'\x2000', u'\xFFFD'};
+  for (int round = 0; round < 2000; ++round) {
+    std::u16string s;
+    size_t n = rng() % 70;
+    for (size_t i = 0; i < n; ++i) {
+      unsigned r = rng() % 24;
+      if (r < 14) {
+        s.push_back(static_cast<char16_t>(u'0' + r));
+      } else if (r < 23) {
+        s.push_back(pool[r - 14]);
+      } else {
+        s += u"\xD83D\xDE00";
+      }
+    }
+    std::string mine = XoUTF16ToUTF8(s);
+    char icu[1024];
+    int32_t len = 0;
+    UErrorCode err = U_ZERO_ERROR;
+    u_strToUTF8(icu, sizeof icu, &len, reinterpret_cast<const UChar*>(s.data()), static_cast<int32_t>(s.size()),
+                &err);
+    ASSERT_TRUE(U_SUCCESS(err));
+    ASSERT_EQ(mine, std::string(icu, static_cast<size_t>(len)));
+    ASSERT_EQ(XoUTF8ToUTF16(mine), s);
+  }
 }
 
 TEST(Strings, Helpers) {
