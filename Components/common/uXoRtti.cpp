@@ -41,7 +41,7 @@ struct TXoTypeInfoAccess {
   }
 
   static void InitCallable(TXoTypeInfo* t, TXoTypeKind AKind, TXoTypeInfo* AReturn,
-                           std::initializer_list<TXoTypeInfo*> AParams) {
+                           const std::vector<TXoTypeInfo*>& AParams) {
     t->FTypeKind = AKind;
     t->FKind = AKind == xtkEvent ? tkMethod : tkProcedure;
     t->FReturnType = AReturn;
@@ -177,7 +177,8 @@ public:
     FConstructor = true;
     FReturnType = AClass;
     if (AClass->Ops().CreateParamCount == 1)
-      FParameters.push_back(TXoTypeInfoAccess::NewParameter(u"AOwner", TXoTypes::Of<TComponent>()));
+      FParameters.push_back(TXoTypeInfoAccess::NewParameter(
+          u"AOwner", AClass->GetCppType() == &typeid(TComponent*) ? AClass : TXoTypes::Of<TComponent>()));
   }
 
 protected:
@@ -229,7 +230,7 @@ void InitAuto(TXoTypeInfo* AType, TXoTypeKind AKind, TTypeKind APlatformKind, TX
 }
 void InitEnum(TXoTypeInfo* AType, bool ASigned) { TXoTypeInfoAccess::InitEnum(AType, ASigned); }
 void InitCallable(TXoTypeInfo* AType, TXoTypeKind AKind, TXoTypeInfo* AReturn,
-                  std::initializer_list<TXoTypeInfo*> AParams) {
+                  const std::vector<TXoTypeInfo*>& AParams) {
   TXoTypeInfoAccess::InitCallable(AType, AKind, AReturn, AParams);
 }
 void AddField(TXoTypeInfo* AType, TRttiField* AField) { TXoTypeInfoAccess::AddField(AType, AField); }

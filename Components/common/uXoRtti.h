@@ -591,7 +591,7 @@ void InitAuto(TXoTypeInfo* AType, TXoTypeKind AKind, TTypeKind APlatformKind, TX
               TXoTypeInfo* ABase, size_t AArrayLength);
 void InitEnum(TXoTypeInfo* AType, bool ASigned);
 void InitCallable(TXoTypeInfo* AType, TXoTypeKind AKind, TXoTypeInfo* AReturn,
-                  std::initializer_list<TXoTypeInfo*> AParams);
+                  const std::vector<TXoTypeInfo*>& AParams);
 TXoTypeInfo* SimpleTag(int AWhich);  // the built-in tag descriptors
 
 template <class C>
@@ -727,9 +727,12 @@ struct FnTraits;
 template <class R, class... A>
 struct FnTraits<std::function<R(A...)>> {
   using Ret = R;
-  static std::initializer_list<TXoTypeInfo*> Params() {
-    static TXoTypeInfo* const p[] = {nullptr, TXoTypes::Of<std::decay_t<A>>()...};
-    return std::initializer_list<TXoTypeInfo*>(p + 1, p + 1 + sizeof...(A));
+  static std::vector<TXoTypeInfo*> Params() { return {TXoTypes::Of<std::decay_t<A>>()...}; }
+  static TXoTypeInfo* Return() {
+    if constexpr (std::is_void_v<R>)
+      return nullptr;
+    else
+      return TXoTypes::Of<std::decay_t<R>>();
   }
 };
 template <class R, class... A>
@@ -866,13 +869,9 @@ TXoTypeInfo* MakeTypeInfo() {
       n = std::tuple_size_v<K>;
     InitAuto(t, xtkArray, tkArray, TXoTypes::Of<E>(), nullptr, n);
   } else if constexpr (IsFunction<K>::value) {
-    InitCallable(t, xtkEvent, std::is_void_v<typename FnTraits<K>::Ret> ? nullptr
-                                                                       : TXoTypes::Of<typename FnTraits<K>::Ret>(),
-                 FnTraits<K>::Params());
+    InitCallable(t, xtkEvent, FnTraits<K>::Return(), FnTraits<K>::Params());
   } else if constexpr (std::is_pointer_v<K> && std::is_function_v<std::remove_pointer_t<K>>) {
-    InitCallable(t, xtkProcedure, std::is_void_v<typename FnTraits<K>::Ret> ? nullptr
-                                                                           : TXoTypes::Of<typename FnTraits<K>::Ret>(),
-                 FnTraits<K>::Params());
+    InitCallable(t, xtkProcedure, FnTraits<K>::Return(), FnTraits<K>::Params());
   } else if constexpr (std::is_pointer_v<K>) {
     InitAuto(t, xtkPointer, tkPointer, nullptr, nullptr, 0);
   } else if constexpr (std::is_class_v<K> && std::is_copy_constructible_v<K> && std::is_default_constructible_v<K>) {
@@ -1346,10 +1345,14 @@ public:
     detail::AddProperty(FType, p);
     return TXoMemberBuilder<V>(p, p);
   }
-  // A read-only property.
+  // A property over a data member alone is read and written there; over
+  // a getter alone it is read-only.
   template <class G>
   auto property(std::u16string_view AName, G AGetter, TMemberVisibility AVisibility = mvPublished) {
-    return property(AName, AGetter, nullptr, AVisibility);
+    if constexpr (std::is_member_object_pointer_v<G>)
+      return property(AName, AGetter, AGetter, AVisibility);
+    else
+      return property(AName, AGetter, nullptr, AVisibility);
   }
 
   // An indexed property: getter V (C::*)(I...) const, setter
