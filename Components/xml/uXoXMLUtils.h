@@ -19,9 +19,12 @@
 #include "uXoClasses.h"
 #include "uXoDateTimeUtils.h"
 #include "uXoSysUtils.h"
+#include "uXoTypes.h"
 #include "uXoVariants.h"
 
 namespace xo {
+
+class TValue;
 
 // How a date-time value is written or read; each function taking it maps it
 // to TXoTimeZoneFormat (xdtfLocal: tzfNone, xdtfUTC: tzfUTC, xdtfTimezone:
@@ -91,6 +94,18 @@ XoXMLString XoDurationToXML(const TXoDuration& AValue);
 // arrays two hexadecimal digits per byte. Raises Exception for a type code
 // without a text form.
 XoXMLString XoVariantToXML(const Variant& AValue);
+
+// The XML text of a reflected value: characters and strings escaped; an
+// enumeration's name (the name of its lowest value when the ordinal lies
+// outside the type); a variant by XoVariantToXML; objects, records and arrays
+// through the XML serializer; anything else as TValue::ToString gives it.
+XoXMLString XoValToXML(const TValue& AValue);
+
+// The XML serializer registers itself here at start-up so that XoValToXML can
+// write objects, records and arrays; without it those raise
+// ENotSupportedException.
+using TXoValueSerializeFunc = TXoSerializedData (*)(const TValue& AValue);
+void XoSetValueSerializer(TXoValueSerializeFunc AFunc);
 
 // ===========================================================================
 // Escaping and entity decoding
@@ -206,5 +221,16 @@ TXoXMLDateTimeFormat XoXMLDateTimeFormat(const TXoDateTimeParts& AParts);
 // Text to a variant of a type code, of a type kind, or of a registered type
 // name.
 Variant XoXMLToVariant(std::u16string_view AText, uint16_t AVarType);
+Variant XoXMLToVariant(std::u16string_view AText, TXoTypeKind AKind);
+// The type code of the name comes from TXoTypes::GetVarType (qualified name,
+// unknown names read as varUnknown, that is the text unchanged).
+Variant XoXMLToVariant(std::u16string_view AText, std::u16string_view ATypeName);
+
+// Text to a reflected value of a type (found by qualified name, or given as
+// descriptor), read by the text reader of its kind; a typed simple record
+// (TXsInt, ...) receives the value through its conversion. Raises Exception
+// for kinds without a text form.
+TValue XoXMLToValue(std::u16string_view AText, std::u16string_view ATypeName);
+TValue XoXMLToValue(std::u16string_view AText, const TXoTypeInfo* ATypeInfo);
 
 }  // namespace xo
