@@ -9,27 +9,9 @@ namespace xo {
 
 namespace {
 
-// Main kind of a variant: 1 integer, 2 float, 3 string, 4 boolean,
-// 5 date-time, 6 array, 0 anything else.
-int VarMainKind(const Variant& V) {
-  TVarType t = V.VarType();
-  if (t & varArray) return 6;
-  switch (t) {
-    case varSmallint: case varInteger: case varDecimal: case varShortInt: case varByte:
-    case varWord: case varLongWord: case varInt64: case varUInt64:
-      return 1;
-    case varSingle: case varDouble: case varExtended:
-      return 2;
-    case varOleStr: case varString: case varUString:
-      return 3;
-    case varBoolean:
-      return 4;
-    case varDate:
-      return 5;
-    default:
-      return 0;
-  }
-}
+// Main kind of a variant, as the registry answers it: 1 integer, 2 float,
+// 3 string, 4 boolean, 5 date-time, 6 array, 0 anything else.
+inline int VarMainKind(const Variant& V) { return TXoTypes::VarMainTypeKind(V); }
 
 [[noreturn]] void RaiseInvalid(const char16_t* ATypeName) {
   throw EConvertError(XoFormat(u"The given value is not a valid %s value!", {ATypeName}));
