@@ -339,6 +339,9 @@ TEST(Registry, NamesOfSimpleAndApplicationTypes) {
       {TXoTypes::Of<std::vector<TPoint>>(), u"TArray<uDemo.TPoint>", u"System.TArray<uDemo.TPoint>",
        u"ArrayOfTPoint"},
       {TXoTypes::Of<TComponent>(), u"TComponent", u"System.Classes.TComponent", u"TComponent"},
+      {TXoTypes::Of<TXoObject>(), u"TXoObject", u"uXoClasses.TXoObject", u"TXoObject"},
+      {TXoTypes::Of<IShape>(), u"IShape", u"uDemo.IShape", u"IShape"},
+      {TXoTypes::Of<TClass>(), u"TClass", u"System.TClass", u"TClass"},
       {TXoTypes::Of<TXoJSONStringTag>(), u"XoJSONString", u"uXoSysUtils.XoJSONString", u"jsonString"},
   };
   for (const TRow& r : rows) {

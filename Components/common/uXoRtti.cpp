@@ -105,6 +105,7 @@ struct TXoTypeInfoAccess {
   }
 
   static TXoTypeInfo* BeginRegister(TXoTypeInfo* t, std::u16string_view AQualifiedName) {
+    TXoTypes::EnsureStarted();
     if (t->FDescribed) throw EInvalidOperation(u"The type %s is registered twice!", {AQualifiedName});
     TXoTypes::SetNames(t, AQualifiedName, u"", u"");
     return t;
@@ -1100,9 +1101,18 @@ TValue TRttiMethod::Invoke(void* AInstance, const std::vector<TValue>& AArgs) co
 // ===========================================================================
 // The library's own registrations.
 
+// The library's types are registered once, before the first registration
+// or lookup of an application. Re-entrant: registering them goes through the
+// same entry points.
+static std::atomic<int> gStartState{0};  // 0 not started, 1 running, 2 done
+static std::recursive_mutex gStartLock;
+
 void TXoTypes::EnsureStarted() {
-  static std::once_flag once;
-  std::call_once(once, [] {
+  if (gStartState.load(std::memory_order_acquire) == 2) return;
+  std::lock_guard<std::recursive_mutex> guard(gStartLock);
+  if (gStartState.load(std::memory_order_relaxed) != 0) return;
+  gStartState.store(1, std::memory_order_relaxed);
+  [] {
     // Simple types (named as they are made).
     Of<uint8_t>();
     Of<uint16_t>();
@@ -1183,7 +1193,8 @@ void TXoTypes::EnsureStarted() {
                                             [](auto& c) { c.template inherits<TObject>(); });
     TXoTypeBuilder<IInterface>::Register(u"System.IInterface");
     TXoTypeBuilder<IXoObject>::Register(u"uXoClasses.IXoObject", [](auto& c) { c.template inherits<IInterface>(); });
-  });
+  }();
+  gStartState.store(2, std::memory_order_release);
 }
 
 }  // namespace xo
