@@ -37,17 +37,18 @@ enum : uint8_t {
 
 struct TClassTable {
   uint8_t T[256] = {};
+  constexpr void Add(char c, unsigned bits) { T[static_cast<unsigned char>(c)] |= static_cast<uint8_t>(bits); }
   constexpr TClassTable() {
     for (int c = 0; c <= 0x20; ++c) T[c] |= kClsNameEnd | kClsLocalEnd | kClsAttrGap;
-    T[':'] |= kClsNameEnd | kClsAttrName;
-    T['<'] |= kClsNameEnd | kClsAttrName | kClsAttrLocal | kClsQuote;
-    T['>'] |= kClsNameEnd | kClsLocalEnd | kClsAttrName | kClsAttrLocal | kClsQuote;
-    T['/'] |= kClsNameEnd | kClsLocalEnd;
-    T['='] |= kClsAttrName | kClsAttrLocal;
-    T['\''] |= kClsQuote | kClsAttrGap;
-    T['"'] |= kClsQuote | kClsAttrGap;
-    T[' '] |= kClsPITarget;
-    T['?'] |= kClsPITarget;
+    Add(':', kClsNameEnd | kClsAttrName);
+    Add('<', kClsNameEnd | kClsAttrName | kClsAttrLocal | kClsQuote);
+    Add('>', kClsNameEnd | kClsLocalEnd | kClsAttrName | kClsAttrLocal | kClsQuote);
+    Add('/', kClsNameEnd | kClsLocalEnd);
+    Add('=', kClsAttrName | kClsAttrLocal);
+    Add('\'', kClsQuote | kClsAttrGap);
+    Add('"', kClsQuote | kClsAttrGap);
+    Add(' ', kClsPITarget);
+    Add('?', kClsPITarget);
   }
 };
 constexpr TClassTable kCls;
