@@ -55,29 +55,30 @@ int32_t TXoObject::_Release() {
   return r;
 }
 
-void TXoObjectEx::Assign(TXoObjectEx* ASource) {
-  if (ASource) {
-    ASource->AssignTo(this);
-    return;
-  }
-  throw EConvertError(u"Cannot assign a %s to a %s", {u"nil", ClassName()});
+namespace {
+
+[[noreturn]] void RaiseCannotAssign(const TObject* ASource, const TObject* ADest) {
+  throw EConvertError(u"Cannot assign a %s to a %s", {ASource ? ASource->ClassName() : u"nil",
+                                                      ADest ? ADest->ClassName() : u"nil"});
 }
 
-void TXoObjectEx::AssignTo(TXoObjectEx* ADest) {
-  throw EConvertError(u"Cannot assign a %s to a %s", {ClassName(), ADest ? ADest->ClassName() : u"nil"});
+}  // namespace
+
+// Assign asks the source to assign itself to this object; a source that
+// cannot (the default AssignTo) raises.
+void TXoObjectEx::Assign(TXoObjectEx* ASource) {
+  if (!ASource) RaiseCannotAssign(nullptr, this);
+  ASource->AssignTo(this);
 }
+
+void TXoObjectEx::AssignTo(TXoObjectEx* ADest) { RaiseCannotAssign(this, ADest); }
 
 void TPersistent::Assign(TPersistent* ASource) {
-  if (ASource) {
-    ASource->AssignTo(this);
-    return;
-  }
-  throw EConvertError(u"Cannot assign a %s to a %s", {u"nil", ClassName()});
+  if (!ASource) RaiseCannotAssign(nullptr, this);
+  ASource->AssignTo(this);
 }
 
-void TPersistent::AssignTo(TPersistent* ADest) {
-  throw EConvertError(u"Cannot assign a %s to a %s", {ClassName(), ADest ? ADest->ClassName() : u"nil"});
-}
+void TPersistent::AssignTo(TPersistent* ADest) { RaiseCannotAssign(this, ADest); }
 
 // ===========================================================================
 // TComponent

@@ -445,29 +445,23 @@ std::vector<std::u16string> XoTokenize(std::u16string_view AText, std::u16string
   return r;
 }
 
+namespace {
+template <class S, class V, class F>
+S MapChars(V AText, F AMap) {
+  S r(AText);
+  for (auto& c : r) c = AMap(c);
+  return r;
+}
+}  // namespace
+
 std::u16string UpperCase(std::u16string_view AText) {
-  std::u16string r(AText);
-  for (auto& c : r) c = AsciiUpper(c);
-  return r;
+  return MapChars<std::u16string>(AText, AsciiUpper<char16_t>);
 }
-
 std::u16string LowerCase(std::u16string_view AText) {
-  std::u16string r(AText);
-  for (auto& c : r) c = AsciiLower(c);
-  return r;
+  return MapChars<std::u16string>(AText, AsciiLower<char16_t>);
 }
-
-std::string UpperCase(std::string_view AText) {
-  std::string r(AText);
-  for (auto& c : r) c = AsciiUpper(c);
-  return r;
-}
-
-std::string LowerCase(std::string_view AText) {
-  std::string r(AText);
-  for (auto& c : r) c = AsciiLower(c);
-  return r;
-}
+std::string UpperCase(std::string_view AText) { return MapChars<std::string>(AText, AsciiUpper<char>); }
+std::string LowerCase(std::string_view AText) { return MapChars<std::string>(AText, AsciiLower<char>); }
 
 std::u16string TrimLeft(std::u16string_view AText) {
   size_t i = 0;
