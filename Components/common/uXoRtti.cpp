@@ -48,7 +48,9 @@ struct TXoTypeInfoAccess {
     size_t i = 0;
     for (TXoTypeInfo* p : AParams) {
       auto* prm = new TRttiParameter();
-      prm->FName = u"A" + IntToStr(static_cast<int64_t>(++i));
+      // Formatted rather than "A" + text: GCC 12 warns falsely (-Wrestrict)
+      // on string assignments inlined here.
+      prm->FName = XoFormat(u"A%d", {++i});
       prm->FParamType = p;
       t->FParameters.push_back(prm);
     }
