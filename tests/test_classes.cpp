@@ -212,10 +212,15 @@ TEST(Streams, MemoryStringAndFileStreams) {
   const char data[] = "xyz";
   TXoMemoryStream ro(data, 3);
   EXPECT_THROW(ro.WriteBuffer("a", 1), EWriteError);
+  EXPECT_THROW(ro.SetSize(1), EStreamError);
+  EXPECT_EQ(ro.Memory(), reinterpret_cast<const uint8_t*>(data));  // read in place
+  // An owned stream starts empty with room for its initial size, and grows.
   TXoMemoryStream own(4);
+  EXPECT_EQ(own.GetSize(), 0);
   own.WriteWord(0x4241);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(own.Memory()), 2), "AB");
-  EXPECT_THROW(own.WriteBuffer("123", 3), EWriteError);  // a fixed block does not grow
+  own.WriteBuffer("12345", 5);
+  EXPECT_EQ(own.GetSize(), 7);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(own.Memory()), 7), "AB12345");
 
   TXoStringStream s16(u"hé");
   EXPECT_EQ(s16.GetSize(), 4);
@@ -224,7 +229,15 @@ TEST(Streams, MemoryStringAndFileStreams) {
   EXPECT_EQ(s16.GetWString(), u"hé€");
   EXPECT_EQ(s16.GetAsUTF8(), "hé€");
 
+  EXPECT_EQ(s16.StringData(1252), "h\xE9\x80");
+  EXPECT_EQ(s16.StringData(65001), "hé€");
+  s16.AddChar('\xE9');  // an 8-bit character in a UTF-16 stream reads as Latin-1
+  EXPECT_EQ(s16.GetWString(), u"hé€é");
+
   TXoStringStream s1252(1252);
+  s1252.AddChar('\xE9');
+  EXPECT_EQ(s1252.GetWString(), u"é");
+  s1252.Clear();
   s1252.Add(u"é€");
   EXPECT_EQ(s1252.GetDataString(), "\xE9\x80");
   EXPECT_EQ(s1252.GetAsString(), u"é€");
@@ -265,6 +278,19 @@ TEST(Streams, UTF8AdapterAndStdAdapters) {
     a.Add(u"!");
   }
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(target.Memory()), target.GetSize()), "a𝄞é!");
+
+  // The mark comes first when asked for, also when nothing else is written.
+  TMemoryStream marked;
+  { TXoUTF8StreamAdapter a(&marked, true); }
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(marked.Memory()), marked.GetSize()), "\xEF\xBB\xBF");
+  // UTF-16 content copied through the adapter, as writers of UTF-8 files do.
+  TXoStringStream utf16(u"Grüße");
+  TMemoryStream out8;
+  {
+    TXoUTF8StreamAdapter a(&out8, true);
+    a.CopyFrom(&utf16, 0);
+  }
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(out8.Memory()), out8.GetSize()), "\xEF\xBB\xBFGrüße");
 
   std::istringstream in("stream text");
   TXoStdInStream sin(in);

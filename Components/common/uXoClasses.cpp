@@ -258,23 +258,22 @@ TXoMemoryStream::TXoMemoryStream(const void* ABuffer, int64_t ASize) : FOwned(fa
 }
 
 TXoMemoryStream::TXoMemoryStream(int64_t ASize) : FOwned(true) {
-  ASize = std::max<int64_t>(ASize, 0);
-  auto* p = static_cast<uint8_t*>(std::calloc(static_cast<size_t>(ASize ? ASize : 1), 1));
-  if (!p) throw EOutOfMemory(u"Out of memory");
-  SetPointer(p, ASize);
+  if (ASize > 0) Reserve(ASize);
 }
 
 TXoMemoryStream::~TXoMemoryStream() {
-  if (FOwned) std::free(FMemory);
+  // Caller memory is not ours to free.
+  if (!FOwned) FMemory = nullptr;
 }
 
 int64_t TXoMemoryStream::Write(const void* ABuffer, int64_t ACount) {
   if (!FOwned) throw EWriteError(u"Stream write error");
-  if (ACount <= 0 || FPosition >= FSize) return 0;
-  int64_t n = std::min(ACount, FSize - FPosition);
-  std::memcpy(FMemory + FPosition, ABuffer, static_cast<size_t>(n));
-  FPosition += n;
-  return n;
+  return TMemoryStream::Write(ABuffer, ACount);
+}
+
+void TXoMemoryStream::SetSize(int64_t ASize) {
+  if (!FOwned) throw EStreamError(u"Stream size cannot be changed");
+  TMemoryStream::SetSize(ASize);
 }
 
 void TXoMemoryStream::WriteWord(uint16_t AValue) {
@@ -334,6 +333,20 @@ void TXoStringStream::AddChar(char16_t AChar) {
     return;
   }
   Add(std::u16string_view(&AChar, 1));
+}
+
+void TXoStringStream::AddChar(char AChar) {
+  if (FCodePage == 1200) {
+    AddChar(static_cast<char16_t>(static_cast<unsigned char>(AChar)));
+    return;
+  }
+  Write(&AChar, 1);
+}
+
+std::string TXoStringStream::StringData(uint16_t ACodePage) const {
+  uint16_t cp = ACodePage ? ACodePage : XoSystemCodePage;
+  if (cp == FCodePage) return GetDataString();
+  return TXoEncoding::ConvertW(GetWString(), cp);
 }
 
 std::string TXoStringStream::GetDataString() const {
@@ -446,8 +459,8 @@ void TFileStream::SetSize(int64_t ASize) {
 // ===========================================================================
 // TXoUTF8StreamAdapter
 
-TXoUTF8StreamAdapter::TXoUTF8StreamAdapter(TStream* ATarget, bool AOwnsStream)
-    : FTarget(ATarget), FOwns(AOwnsStream) {}
+TXoUTF8StreamAdapter::TXoUTF8StreamAdapter(TStream* ATarget, bool AWriteBOM, bool AOwnsStream)
+    : FTarget(ATarget), FOwns(AOwnsStream), FBOMPending(AWriteBOM) {}
 
 TXoUTF8StreamAdapter::~TXoUTF8StreamAdapter() {
   try {
@@ -466,6 +479,10 @@ int64_t TXoUTF8StreamAdapter::Seek(int64_t AOffset, TSeekOrigin AOrigin) {
 }
 
 void TXoUTF8StreamAdapter::Add(std::u16string_view AText) {
+  if (FBOMPending) {
+    FOut.append(reinterpret_cast<const char*>(cXoUTF8), 3);
+    FBOMPending = false;
+  }
   if (AText.empty()) return;
   if (FPendingHigh) {
     char16_t pair[2] = {FPendingHigh, AText[0]};
@@ -507,6 +524,7 @@ int64_t TXoUTF8StreamAdapter::Write(const void* ABuffer, int64_t ACount) {
 }
 
 void TXoUTF8StreamAdapter::Flush() {
+  if (FBOMPending) Add(u"");
   if (FPendingHigh) {
     char16_t c = FPendingHigh;
     FPendingHigh = 0;

@@ -311,16 +311,16 @@ private:
   int FHandle = -1;
 };
 
-// Memory stream over caller memory (read-only, never freed) or over a block of
-// its own of a fixed size.
-class TXoMemoryStream : public TCustomMemoryStream {
+// Memory stream over caller memory (read-only, never freed), or a growing
+// stream of its own whose block starts with room for ASize bytes.
+class TXoMemoryStream : public TMemoryStream {
 public:
   TXoMemoryStream(const void* ABuffer, int64_t ASize);
-  explicit TXoMemoryStream(int64_t ASize);
+  explicit TXoMemoryStream(int64_t ASize = 0);
   ~TXoMemoryStream() override;
-  // Writes into the owned block up to its size; a stream over caller memory
-  // raises EWriteError.
+  // A stream over caller memory raises EWriteError; an owned one grows.
   int64_t Write(const void* ABuffer, int64_t ACount) override;
+  void SetSize(int64_t ASize) override;
   // Writes a 16-bit value, low byte first.
   void WriteWord(uint16_t AValue);
 
@@ -346,6 +346,10 @@ public:
   void Add(std::u16string_view AText);
   void Add(std::string_view ABytes);  // raw bytes, already in the stream's code page
   void AddChar(char16_t AChar);
+  // An 8-bit character: in a UTF-16 stream its value becomes the code unit
+  // (values above 127 read as Latin-1); in any other stream the byte goes in
+  // as it is.
+  void AddChar(char AChar);
 
   // The content as UTF-16 (GetWString and GetAsString are the same).
   std::u16string GetWString() const;
@@ -356,16 +360,19 @@ public:
   std::string GetDataString() const;
   // The content as UTF-8.
   std::string GetAsUTF8() const;
+  // The content as bytes of the given code page (0: the system code page).
+  std::string StringData(uint16_t ACodePage) const;
 
 private:
   uint16_t FCodePage;
 };
 
 // Write-side adapter: UTF-16 text written to it (Write takes UTF-16LE bytes)
-// goes to the target stream as UTF-8. Owns the target when AOwnsStream.
+// goes to the target stream as UTF-8, after a UTF-8 byte-order mark when
+// AWriteBOM is set. Owns the target when AOwnsStream.
 class TXoUTF8StreamAdapter : public TStream {
 public:
-  explicit TXoUTF8StreamAdapter(TStream* ATarget, bool AOwnsStream = false);
+  explicit TXoUTF8StreamAdapter(TStream* ATarget, bool AWriteBOM = false, bool AOwnsStream = false);
   ~TXoUTF8StreamAdapter() override;
   int64_t Read(void* ABuffer, int64_t ACount) override;
   int64_t Write(const void* ABuffer, int64_t ACount) override;
@@ -379,6 +386,7 @@ public:
 private:
   TStream* FTarget;
   bool FOwns;
+  bool FBOMPending;
   std::string FOut;
   int FOddByte = -1;       // a byte of a half-written code unit
   char16_t FPendingHigh = 0;

@@ -1186,7 +1186,7 @@ void TXoTypes::EnsureStarted() {
     TXoTypeBuilder<TFileStream>::Register(u"System.Classes.TFileStream",
                                           [](auto& c) { c.template inherits<TStream>(); });
     TXoTypeBuilder<TXoMemoryStream>::Register(u"uXoClasses.TXoMemoryStream",
-                                              [](auto& c) { c.template inherits<TCustomMemoryStream>(); });
+                                              [](auto& c) { c.template inherits<TMemoryStream>(); });
     TXoTypeBuilder<TXoStringStream>::Register(u"uXoClasses.TXoStringStream",
                                               [](auto& c) { c.template inherits<TMemoryStream>(); });
     TXoTypeBuilder<TXoUTF8StreamAdapter>::Register(u"uXoClasses.TXoUTF8StreamAdapter",
