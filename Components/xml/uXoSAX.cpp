@@ -319,6 +319,7 @@ void TXoSAXNamespaceList::AddURI(int32_t ALevel, const XoXMLString& APrefix, con
   rec->Prefix = APrefix;
   rec->URI = AURI;
   FList.push_back(std::move(rec));
+  ++FVersion;
   if (FOwner && FOwner->FContentHandler) {
     const TXoSAXNamespace& r = *FList.back();
     FOwner->FContentHandler->StartPrefixMapping(r.Prefix, r.URI);
@@ -345,6 +346,7 @@ void TXoSAXNamespaceList::RemoveLevel(int32_t ALevel) {
     // list consistent; it goes back to the spare records afterwards.
     std::unique_ptr<TXoSAXNamespace> rec = std::move(FList[i]);
     FList.erase(FList.begin() + static_cast<std::ptrdiff_t>(i));
+    ++FVersion;
     TXoSAXNamespace* r = rec.get();
     FSpare.push_back(std::move(rec));
     if (FOwner && FOwner->FContentHandler) FOwner->FContentHandler->EndPrefixMapping(r->Prefix);
@@ -354,6 +356,7 @@ void TXoSAXNamespaceList::RemoveLevel(int32_t ALevel) {
 void TXoSAXNamespaceList::Clear() {
   for (auto& r : FList) FSpare.push_back(std::move(r));
   FList.clear();
+  ++FVersion;
 }
 
 // ===========================================================================

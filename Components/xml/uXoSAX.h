@@ -366,9 +366,13 @@ public:
   void Clear();
   int32_t Count() const { return static_cast<int32_t>(FList.size()); }
   PXoSAXNamespace Items(int32_t AIndex) const { return FList.at(static_cast<size_t>(AIndex)).get(); }
+  // Changes whenever a declaration is added or removed, so that a reader may
+  // keep answers of GetURI while it stays the same.
+  uint64_t Version() const { return FVersion; }
 
 private:
   TXoSAXXMLReader* FOwner;
+  uint64_t FVersion = 1;
   std::vector<std::unique_ptr<TXoSAXNamespace>> FList;
   std::vector<std::unique_ptr<TXoSAXNamespace>> FSpare;  // records kept for reuse
 };

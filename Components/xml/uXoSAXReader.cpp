@@ -353,13 +353,94 @@ private:
       std::memcpy(&b1, b + bytes - 8, 8);
       return ((a0 ^ b0) | (a1 ^ b1)) == 0;
     }
-    if (bytes < 8) {
+    if (bytes >= 4 && bytes < 8) {
+      uint32_t a0, a1, b0, b1;
+      std::memcpy(&a0, a, 4);
+      std::memcpy(&b0, b, 4);
+      std::memcpy(&a1, a + bytes - 4, 4);
+      std::memcpy(&b1, b + bytes - 4, 4);
+      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+    }
+    if (bytes < 4) {
       for (size_t i = 0; i < bytes; ++i)
         if (a[i] != b[i]) return false;
       return true;
     }
     return std::memcmp(a, b, bytes) == 0;
   }
+
+  // A range of at most 16 bytes as two words and its length: two ranges with
+  // equal keys hold equal bytes (the words are overlapping loads from both
+  // ends, so for a given length they cover every byte).
+  struct TKey {
+    uint64_t W0 = 0;
+    uint64_t W1 = 0;
+    size_t Bytes = SIZE_MAX;  // no range
+    bool operator==(const TKey&) const = default;
+  };
+  static constexpr size_t kKeyBytes = 16;
+
+  static TKey KeyOf(const void* AData, size_t ABytes) {
+    const auto* a = static_cast<const uint8_t*>(AData);
+    TKey k;
+    k.Bytes = ABytes;
+    if (ABytes >= 8) {
+      std::memcpy(&k.W0, a, 8);
+      std::memcpy(&k.W1, a + ABytes - 8, 8);
+    } else if (ABytes >= 4) {
+      uint32_t w0, w1;
+      std::memcpy(&w0, a, 4);
+      std::memcpy(&w1, a + ABytes - 4, 4);
+      k.W0 = w0;
+      k.W1 = w1;
+    } else if (ABytes > 0) {
+      k.W0 = a[0] | (uint64_t(a[ABytes >> 1]) << 8) | (uint64_t(a[ABytes - 1]) << 16);
+    }
+    return k;
+  }
+
+  // The bucket of a key among N (a power of two, at most 64).
+  template <size_t N>
+  static size_t BucketOf(const TKey& k) {
+    static_assert((N & (N - 1)) == 0 && N <= 64);
+    uint64_t h = k.W0 * 0x9E3779B97F4A7C15ULL ^ k.W1 * 0xC2B2AE3D27D4EB4FULL ^ k.Bytes * 0x165667B19E3779F9ULL;
+    return static_cast<size_t>(h >> 58) & (N - 1);
+  }
+
+  // A small cache of values by key: N buckets of two entries each; a miss
+  // replaces the entry of its bucket that was used less recently.
+  template <class V, size_t N>
+  struct TKeyCache {
+    struct TEntry {
+      TKey Key;
+      V Value{};
+    };
+    struct TBucket {
+      TEntry E[2];
+      uint8_t Older = 0;  // the entry to replace on a miss
+    };
+    TBucket Buckets[N];
+    // The entry of AKey; AFound tells whether it held AKey already (else it
+    // is a replaced entry that now carries AKey, its value to be refilled).
+    TEntry& Get(const TKey& AKey, bool& AFound) {
+      TBucket& b = Buckets[BucketOf<N>(AKey)];
+      if (b.E[0].Key == AKey) {
+        b.Older = 1;
+        AFound = true;
+        return b.E[0];
+      }
+      if (b.E[1].Key == AKey) {
+        b.Older = 0;
+        AFound = true;
+        return b.E[1];
+      }
+      TEntry& e = b.E[b.Older];
+      b.Older ^= 1;
+      e.Key = AKey;
+      AFound = false;
+      return e;
+    }
+  };
 
   void DecodeCached(TCached& c, P a, P b) {
     size_t n = static_cast<size_t>(b - a);
@@ -374,6 +455,13 @@ private:
   // end tag, a sibling or a repeated record structure finds its name there.
   const XoXMLString& QNameOf(P a, P b) {
     const size_t n = static_cast<size_t>(b - a);
+    if (n * sizeof(U) <= kKeyBytes) {
+      // Short names: one slot per key, found without a search.
+      bool found;
+      auto& e = CShortQNames.Get(KeyOf(a, n * sizeof(U)), found);
+      if (!found) Decode(e.Value, a, b);
+      return e.Value;
+    }
     for (TCached& c : CQNames)
       if (c.Valid && c.Len == n && SameUnits(c.Src, a, n)) return c.S;
     TCached& c = CQNames[NextQName];
@@ -385,8 +473,18 @@ private:
     return c.S;
   }
 
-  const XoXMLString& URIOf(const XoXMLString& APrefix) const {
-    return NS.Count() == 0 ? kNoText : NS.GetURI(APrefix);
+  // The namespace URI of a prefix. Answers for short prefixes are kept until
+  // the namespace list changes: an equal prefix gets the same answer from the
+  // same list, and the answer's string lives as long as the list is unchanged.
+  const XoXMLString& URIOf(const XoXMLString& APrefix) {
+    if (NS.Count() == 0) return kNoText;
+    const size_t bytes = APrefix.size() * sizeof(char16_t);
+    if (bytes > kKeyBytes) return NS.GetURI(APrefix);
+    bool found;
+    auto& e = CURIs.Get(KeyOf(APrefix.data(), bytes), found);
+    const uint64_t version = NS.Version();
+    if (!found || e.Value.Version != version) e.Value = {version, &NS.GetURI(APrefix)};
+    return *e.Value.URI;
   }
 
   static P TrimLeft(P a, P b) {
@@ -397,7 +495,16 @@ private:
     while (b > a && b[-1] <= 0x20) --b;
     return b;
   }
-  static bool IsXmlns(const XoXMLString& s) { return s.size() == 5 && XoSameText(s, u"xmlns"); }
+  static bool IsXmlns(const XoXMLString& s) {
+    if (s.size() != 5) return false;
+    static constexpr char16_t kXmlns[] = u"xmlns";
+    for (size_t i = 0; i < 5; ++i) {
+      char16_t c = s[i];
+      if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + 0x20);
+      if (c != kXmlns[i]) return false;
+    }
+    return true;
+  }
 
   // ---- constructs
 
@@ -740,9 +847,15 @@ private:
   const bool Check;
   bool InRootTail = false;
   XoXMLString SText, STarget;
-  static constexpr size_t kQNameSlots = 8;
+  static constexpr size_t kQNameSlots = 4;
   TCached CPrefix, CLocal, CAttrPrefix, CWhite;
-  TCached CQNames[kQNameSlots];
+  TCached CQNames[kQNameSlots];  // names longer than a key
+  TKeyCache<XoXMLString, 16> CShortQNames;  // names of at most kKeyBytes
+  struct TURIOfPrefix {
+    uint64_t Version = 0;  // of the namespace list when the answer was found
+    const XoXMLString* URI = nullptr;
+  };
+  TKeyCache<TURIOfPrefix, 8> CURIs;
   size_t NextQName = 0;
   std::vector<std::pair<P, size_t>> AttrSrc;  // source of the name each attribute record holds
 };
