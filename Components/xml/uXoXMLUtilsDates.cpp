@@ -340,9 +340,10 @@ TXoDuration XoXMLToDuration(std::u16string_view AText) {
   uint16_t y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0, ms = 0;
   bool time = false;
   while (p < n) {
+    // A "T" starts the time section; a number and its designator must follow.
     if (AText[p] == u'T') {
       time = true;
-      if (++p >= n) break;
+      ++p;
     }
     size_t mark = p;
     while (p < n && ((AText[p] >= u'0' && AText[p] <= u'9') || AText[p] == u'.')) ++p;
