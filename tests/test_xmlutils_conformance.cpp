@@ -10,9 +10,22 @@
 #include <limits>
 #include <string>
 
+#include "uXoRtti.h"
 #include "uXoXMLUtils.h"
 
 using namespace xo;
+
+namespace xmlutils_conformance {
+
+enum TShade { shLight, shMedium, shDark };
+XO_ENUM(TShade, u"XmlUtilsConformance.TShade", u"shLight", u"shMedium", u"shDark")
+
+using TShades = TSet<TShade>;
+XO_REGISTER(TShades, u"XmlUtilsConformance.TShades")
+
+}  // namespace xmlutils_conformance
+
+using namespace xmlutils_conformance;
 
 namespace {
 
@@ -637,4 +650,40 @@ TEST(ConformanceXMLToVariant, ByTypeKind) {
   }
   EXPECT_EQ(MessageOf<Exception>([] { XoXMLToVariant(u"a\"b", xtkUnknown); }),
             u"Failed to convert the value \"a\"b\" to a variant value of type " + XoTypeKindName(xtkUnknown) + u"!");
+}
+
+// ---------------------------------------------------------------------------
+// Reflected values
+
+TEST(ConformanceValToXML, ByKind) {
+  EXPECT_EQ(XoValToXML(TValue::From(std::string("a<\"b\"&"))), u"a&lt;&quot;b&quot;&amp;");
+  EXPECT_EQ(XoValToXML(TValue::From(char16_t(u'\''))), u"&apos;");
+  EXPECT_EQ(XoValToXML(TValue::From(std::u16string(u"\t"))), u"&#9;");
+  EXPECT_EQ(XoValToXML(TValue::From(shDark)), u"shDark");
+  EXPECT_EQ(XoValToXML(TValue::From(static_cast<TShade>(-1))), u"shLight");
+  EXPECT_EQ(XoValToXML(TValue::From(Variant(int32_t(5)))), u"5");
+  EXPECT_EQ(XoValToXML(TValue::From(VarArrayFromBytes(std::string("\x01\xab", 2)))), u"01AB");
+}
+
+TEST(ConformanceXMLToValue, SimpleKindsEnumerationsAndSets) {
+  ScopedTZ tz("UTC");
+  EXPECT_EQ(XoXMLToValue(u"", TXoTypes::Of<int32_t>()).AsInteger(), 0);
+  EXPECT_EQ(XoXMLToValue(u"$FF", TXoTypes::Of<uint8_t>()).AsInteger(), 255);
+  EXPECT_EQ(XoXMLToValue(u"-1", TXoTypes::Of<uint16_t>()).AsInteger(), 65535);
+  EXPECT_EQ(XoXMLToValue(u"300", TXoTypes::Of<int8_t>()).AsInteger(), 44);
+  EXPECT_FALSE(XoXMLToValue(u"yes", TXoTypes::Of<bool>()).AsBoolean());
+  EXPECT_EQ(XoXMLToValue(u"0", TXoTypes::Of<TDateTag>()).AsExtended(), 0);
+  EXPECT_NEAR(double(XoXMLToValue(u"06:00:00Z", TXoTypes::Of<TTimeTag>()).AsExtended()), 0.25, cOneMs / 2);
+  EXPECT_THROW(XoXMLToValue(u"1,5", TXoTypes::Of<double>()), EConvertError);
+  // Enumerations: digits go to the conversion as text, names by lookup.
+  TXoTypeInfo* shade = TXoTypes::Of<TShade>();
+  EXPECT_EQ(XoXMLToValue(u"2", shade).AsOrdinal(), shDark);
+  EXPECT_EQ(XoXMLToValue(u"shMedium", u"XmlUtilsConformance.TShade").AsOrdinal(), shMedium);
+  EXPECT_EQ(MessageOf<Exception>([&] { XoXMLToValue(u" 1", shade); }),
+            u"Failed to convert the value \" 1\" to a value of type TShade!");
+  // Sets: digits are the set's integer value, other text names the members.
+  TXoTypeInfo* shades = TXoTypes::Of<TShades>();
+  EXPECT_EQ(XoXMLToValue(u"6", shades).AsType<TShades>(), (TShades{shMedium, shDark}));
+  EXPECT_EQ(XoXMLToValue(u"0", shades).AsType<TShades>(), TShades{});
+  EXPECT_EQ(XoXMLToValue(u"[shLight]", shades).AsType<TShades>(), (TShades{shLight}));
 }
