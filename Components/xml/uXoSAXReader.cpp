@@ -79,37 +79,56 @@ inline const char16_t* FindUnit(const char16_t* p, const char16_t* e, char16_t c
 __attribute__((always_inline)) inline size_t WidenASCII(char16_t* o, const uint8_t* a, size_t n) {
   size_t i = 0;
 #if defined(__SSE2__)
+  // Every length is tested and widened with at most two loads and stores per
+  // width class: the two halves overlap where the length is not a power of
+  // two, and overlapping units are simply written twice.
   const __m128i zero = _mm_setzero_si128();
-  for (; i + 16 <= n; i += 16) {
-    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
-    if (_mm_movemask_epi8(x)) break;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(o + i), _mm_unpacklo_epi8(x, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(o + i + 8), _mm_unpackhi_epi8(x, zero));
-  }
-#endif
-  // The rest (or a short text): test it as a whole with overlapping loads,
-  // then widen without a branch per byte.
-  const size_t r = n - i;
-  if (r > 0 && r < 16) {
-    uint64_t bits;
-    if (r >= 8) {
-      uint64_t w0, w1;
-      std::memcpy(&w0, a + i, 8);
-      std::memcpy(&w1, a + n - 8, 8);
-      bits = w0 | w1;
-    } else if (r >= 4) {
-      uint32_t w0, w1;
-      std::memcpy(&w0, a + i, 4);
-      std::memcpy(&w1, a + n - 4, 4);
-      bits = w0 | w1;
-    } else {
-      bits = a[i] | a[n - 1] | a[i + (r >> 1)];
+  if (n >= 16) {
+    for (; i + 16 <= n; i += 16) {
+      __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
+      if (_mm_movemask_epi8(x)) break;
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o + i), _mm_unpacklo_epi8(x, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o + i + 8), _mm_unpackhi_epi8(x, zero));
     }
-    if ((bits & 0x8080808080808080ULL) == 0) {
-      for (size_t k = i; k < n; ++k) o[k] = a[k];
+    if (i == n) return n;
+    if (i + 16 > n) {
+      __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + n - 16));
+      if (!_mm_movemask_epi8(x)) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(o + n - 16), _mm_unpacklo_epi8(x, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(o + n - 8), _mm_unpackhi_epi8(x, zero));
+        return n;
+      }
+    }
+  } else if (n >= 8) {
+    __m128i x0 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
+    __m128i x1 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + n - 8));
+    if (!_mm_movemask_epi8(_mm_or_si128(x0, x1))) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_unpacklo_epi8(x0, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o + n - 8), _mm_unpacklo_epi8(x1, zero));
+      return n;
+    }
+  } else if (n >= 4) {
+    uint32_t w0, w1;
+    std::memcpy(&w0, a, 4);
+    std::memcpy(&w1, a + n - 4, 4);
+    if (((w0 | w1) & 0x80808080u) == 0) {
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(o),
+                       _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(w0)), zero));
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(o + n - 4),
+                       _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(w1)), zero));
+      return n;
+    }
+  } else if (n > 0) {
+    // One to three bytes: the first, the middle and the last cover them all.
+    const uint8_t c0 = a[0], c1 = a[n >> 1], c2 = a[n - 1];
+    if (((c0 | c1 | c2) & 0x80) == 0) {
+      o[0] = c0;
+      o[n >> 1] = c1;
+      o[n - 1] = c2;
       return n;
     }
   }
+#endif
   for (; i < n; ++i) {
     if (a[i] & 0x80) break;
     o[i] = a[i];
