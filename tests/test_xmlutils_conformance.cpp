@@ -560,6 +560,9 @@ TEST(ConformanceVariantToXML, CodesAndArrays) {
   EXPECT_EQ(XoVariantToXML(Variant(std::string("a\tb&"))), u"a&#9;b&amp;");
   EXPECT_EQ(XoVariantToXML(Variant::FromDate(EncodeDateTime(1999, 12, 31, 23, 59, 59, 999))),
             u"1999-12-31T23:59:59.999");
+  // Single-precision values are written as the double they widen to.
+  EXPECT_EQ(XoVariantToXML(Variant(0.1f)), u"0.100000001490116");
+  EXPECT_EQ(XoXMLToStr(Variant(0.1f), u""), u"0.100000001490116");
   // An empty byte array has no digits.
   EXPECT_EQ(XoVariantToXML(VarArrayFromBytes(std::string_view())), u"");
   // Array text: one escaped text, each element's own text inside.
@@ -608,6 +611,13 @@ TEST(ConformanceXMLToVariant, OtherCodes) {
   EXPECT_EQ(v.AsInteger(), 7);
   EXPECT_EQ(XoXMLToVariant(u"", varDate).AsDate(), 0);
   EXPECT_EQ(XoXMLToVariant(u"0", varDate).VarType(), varDate);
+  {
+    // Code 7 reads with tzfNone: a zone in the text gives local time.
+    ScopedTZ tz(cCET);
+    Variant d = XoXMLToVariant(u"2024-01-01T00:00:00Z", varDate);
+    EXPECT_EQ(d.VarType(), varDate);
+    EXPECT_NEAR(d.AsDate(), EncodeDateTime(2024, 1, 1, 1, 0, 0, 0), cOneMs / 2);
+  }
   EXPECT_FALSE(XoXMLToVariant(u"yes", varBoolean).AsBoolean());
   EXPECT_TRUE(XoXMLToVariant(u"1", varBoolean).AsBoolean());
   EXPECT_EQ(XoXMLToVariant(u"&lt;", varVariant).AsString(), u"&lt;");
