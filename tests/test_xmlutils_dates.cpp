@@ -423,6 +423,9 @@ TEST(XoDurationToXML, Forms) {
   EXPECT_EQ(XoDurationToXML(TXoDuration{false, 0, 60}), u"PT1M");
   EXPECT_EQ(XoDurationToXML(TXoDuration{false, 0, 3600.123}), u"PT1H0.123S");
   EXPECT_EQ(XoDurationToXML(TXoDuration{false, 0, 6.001}), u"PT6.001S");
+  // Milliseconds are truncated, never rounded up into the next second.
+  EXPECT_EQ(XoDurationToXML(TXoDuration{false, 0, 1.9999}), u"PT1.999S");
+  EXPECT_EQ(XoDurationToXML(TXoDuration{false, 0, 59.9996}), u"PT59.999S");
 }
 
 TEST(XoXMLToDuration, Reads) {

@@ -273,10 +273,12 @@ TDateTime XoXMLToDateTime(const Variant& AValue, TDateTime ADefault, TXoXMLDateT
 XoXMLString XoDurationToXML(const TXoDuration& AValue) {
   XoXMLString r = AValue.Negative ? u"-P" : u"P";
   int32_t years = AValue.Months / 12, months = AValue.Months % 12;
-  // Seconds are taken to the nearest millisecond first, so that a value like
-  // 6.001, which binary floating point holds as 6.000999..., keeps its
-  // millisecond.
-  int64_t totalMs = static_cast<int64_t>(std::floor(std::fabs(AValue.Seconds) * 1000.0 + 0.5));
+  // Seconds and milliseconds are truncated, not rounded (1.9999 s writes
+  // "PT1.999S"). A slack of a few units in the last place keeps values that
+  // binary floating point holds just below a millisecond, like 6.001 held as
+  // 6.000999..., from losing it.
+  const double exactMs = std::fabs(AValue.Seconds) * 1000.0;
+  int64_t totalMs = static_cast<int64_t>(std::floor(exactMs + 1e-6 + exactMs * 1e-14));
   int64_t whole = totalMs / 1000;
   auto y = static_cast<uint16_t>(years), mo = static_cast<uint16_t>(months);
   auto d = static_cast<uint16_t>(whole / 86400), h = static_cast<uint16_t>(whole % 86400 / 3600);
