@@ -56,6 +56,15 @@ constexpr TClassTable kCls;
 inline const uint8_t* FindUnit(const uint8_t* p, const uint8_t* e, uint8_t c) {
   if (p >= e) return e;
   if (*p == c) return p;  // often the very next byte (a '>' after a name)
+#if defined(__SSE2__)
+  // Most texts between tags are short: one block before the library call.
+  if (e - p >= 16) {
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    int m = _mm_movemask_epi8(_mm_cmpeq_epi8(x, _mm_set1_epi8(static_cast<char>(c))));
+    if (m) return p + __builtin_ctz(static_cast<unsigned>(m));
+    p += 16;
+  }
+#endif
   const void* f = std::memchr(p, c, static_cast<size_t>(e - p));
   return f ? static_cast<const uint8_t*>(f) : e;
 }
