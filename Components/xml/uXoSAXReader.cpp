@@ -672,14 +672,21 @@ private:
       CH->IgnorableWhitespace(CWhite.S);
       return;
     }
-    Decode(SText, m, C);
-    Sync();
-    if (C >= E) {
-      CH->Characters(SText);
-      CH->IgnorableWhitespace(kNoText);
+    // Short texts repeat in data (codes, flags, small numbers, names): they
+    // come from a cache by their bytes, like element names.
+    const XoXMLString* text = &SText;
+    const size_t bytes = static_cast<size_t>(C - m) * sizeof(U);
+    if (bytes <= kKeyBytes) {
+      bool found;
+      auto& e = CShortTexts.Get(KeyOf(m, bytes), found);
+      if (!found) Decode(e.Value, m, C);
+      text = &e.Value;
     } else {
-      CH->Characters(SText);
+      Decode(SText, m, C);
     }
+    Sync();
+    CH->Characters(*text);
+    if (C >= E) CH->IgnorableWhitespace(kNoText);
   }
 
   // One tag. Elements nest only in the count Level; end tags are not
@@ -718,7 +725,7 @@ private:
       if (C >= E || *C != U('>')) RaiseNotWellFormed(u'>');
       Sync();
       CH->EndElement(uri, local, qname);
-      NS.RemoveLevel(Level);
+      if (NS.Count() != 0) NS.RemoveLevel(Level);
       --Level;
     } else {
       ++Level;
@@ -733,7 +740,7 @@ private:
         Sync();
         CH->StartElement(uri, local, qname, *attrs);
         CH->EndElement(uri, local, qname);
-        NS.RemoveLevel(Level);
+        if (NS.Count() != 0) NS.RemoveLevel(Level);
         --Level;
       } else if (C < E && *C == U('>')) {
         Sync();
@@ -792,11 +799,11 @@ private:
       PXoSAXXMAttribute a = Attrs.AddRecord(TXoSAXAttributeType::CDATA);
       // The record of this position may already hold the same name.
       const size_t idx = static_cast<size_t>(a->Idx);
-      if (AttrSrc.size() <= idx) AttrSrc.resize(idx + 1, {nullptr, SIZE_MAX});
-      auto& src = AttrSrc[idx];
+      if (AttrSrc.size() <= idx) AttrSrc.resize(idx + 1);
+      TAttrSource& src = AttrSrc[idx];
       auto same = [&](P x, P y) {
         size_t n = static_cast<size_t>(y - x);
-        return n == src.second && SameUnits(src.first, x, n);
+        return n == src.NameLen && SameUnits(src.Name, x, n);
       };
       const XoXMLString* attrPrefix = &kNoText;
       if (*C == U(':')) {
@@ -813,7 +820,8 @@ private:
           P l = TrimLeft(localStart, C);
           Decode(a->LocalName, l, TrimRight(l, C));
           Decode(a->QName, q, qe);
-          src = {q, static_cast<size_t>(qe - q)};
+          src.Name = q;
+          src.NameLen = static_cast<size_t>(qe - q);
         }
       } else {
         P l = TrimLeft(nameStart, C);
@@ -821,7 +829,8 @@ private:
         if (!same(l, le)) {
           Decode(a->LocalName, l, le);
           a->QName = a->LocalName;
-          src = {l, static_cast<size_t>(le - l)};
+          src.Name = l;
+          src.NameLen = static_cast<size_t>(le - l);
         }
       }
       C = SkipUntil<kClsQuote>(C);
@@ -834,18 +843,27 @@ private:
       Decode(a->Value, valueStart, C);
       if (IsXmlns(a->QName)) {
         a->URI.clear();
+        src.URI = nullptr;
         Sync();
         NS.AddURI(Level, kNoText, a->Value);
       } else if (IsXmlns(*attrPrefix)) {
         a->URI.clear();
+        src.URI = nullptr;
         Sync();
         NS.AddURI(Level, a->LocalName, a->Value);
       } else {
+        // The record keeps its URI while it would get the same string of an
+        // unchanged namespace list again.
         const XoXMLString& uri = URIOf(*attrPrefix);
-        if (uri.empty())
-          a->URI.clear();
-        else
-          a->URI = uri;
+        const uint64_t version = NS.Version();
+        if (src.URI != &uri || src.URIVersion != version) {
+          if (uri.empty())
+            a->URI.clear();
+          else
+            a->URI = uri;
+          src.URI = &uri;
+          src.URIVersion = version;
+        }
       }
       {
         P p = C;
@@ -879,13 +897,22 @@ private:
   TCached CPrefix, CLocal, CAttrPrefix, CWhite;
   TCached CQNames[kQNameSlots];  // names longer than a key
   TKeyCache<XoXMLString, 16> CShortQNames;  // names of at most kKeyBytes
+  TKeyCache<XoXMLString, 64> CShortTexts;   // character data of at most kKeyBytes
   struct TURIOfPrefix {
     uint64_t Version = 0;  // of the namespace list when the answer was found
     const XoXMLString* URI = nullptr;
   };
   TKeyCache<TURIOfPrefix, 8> CURIs;
   size_t NextQName = 0;
-  std::vector<std::pair<P, size_t>> AttrSrc;  // source of the name each attribute record holds
+  // What each record of the attribute list holds, so that equal text is not
+  // decoded or copied into it again.
+  struct TAttrSource {
+    P Name = nullptr;  // source of LocalName and QName
+    size_t NameLen = SIZE_MAX;
+    const XoXMLString* URI = nullptr;   // where URI was copied from
+    uint64_t URIVersion = 0;            // of the namespace list at that time
+  };
+  std::vector<TAttrSource> AttrSrc;
 };
 
 void TXoSAXXMLReader::InternalParse() {
