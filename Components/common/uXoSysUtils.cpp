@@ -26,13 +26,10 @@ inline bool AllASCII8(const unsigned char* p) {
 
 }  // namespace
 
-void XoAppendUTF8ToUTF16(std::u16string& ADest, std::string_view AText) {
+size_t XoUTF8ToUTF16Into(char16_t* AOut, std::string_view AText) {
   const auto* p = reinterpret_cast<const unsigned char*>(AText.data());
   const auto* end = p + AText.size();
-  size_t base = ADest.size();
-  // UTF-16 never needs more units than UTF-8 has bytes.
-  ADest.resize(base + AText.size());
-  char16_t* out = ADest.data() + base;
+  char16_t* out = AOut;
   while (p < end) {
 #if defined(__SSE2__)
     // Fast path: sixteen ASCII bytes at a time, widened with zeros.
@@ -122,7 +119,14 @@ void XoAppendUTF8ToUTF16(std::u16string& ADest, std::string_view AText) {
       ++p;
     }
   }
-  ADest.resize(static_cast<size_t>(out - ADest.data()));
+  return static_cast<size_t>(out - AOut);
+}
+
+void XoAppendUTF8ToUTF16(std::u16string& ADest, std::string_view AText) {
+  size_t base = ADest.size();
+  // UTF-16 never needs more units than UTF-8 has bytes.
+  ADest.resize(base + AText.size());
+  ADest.resize(base + XoUTF8ToUTF16Into(ADest.data() + base, AText));
 }
 
 std::u16string XoUTF8ToUTF16(std::string_view AText) {

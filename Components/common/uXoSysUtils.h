@@ -39,6 +39,9 @@ std::u16string XoUTF8ToUTF16(std::string_view AText);
 std::string XoUTF16ToUTF8(std::u16string_view AText);
 // Appending forms, for callers that reuse one buffer.
 void XoAppendUTF8ToUTF16(std::u16string& ADest, std::string_view AText);
+// Writes the UTF-16 form of AText to AOut, which must have room for
+// AText.size() units (never more are needed); returns the number written.
+size_t XoUTF8ToUTF16Into(char16_t* AOut, std::string_view AText);
 void XoAppendUTF16ToUTF8(std::string& ADest, std::u16string_view AText);
 // Latin-1 widening: each byte becomes the code unit of the same value.
 std::u16string XoLatin1ToUTF16(std::string_view AText);

@@ -151,8 +151,10 @@ __attribute__((always_inline)) inline void DecodeUTF8Into(XoXMLString& s, const 
   s.resize(n);
   size_t i = WidenASCII(s.data(), a, n);
   if (i < n) {
+    // The rest is converted in place: the string already has a unit for
+    // every byte, which is as many as UTF-16 can need.
+    i += XoUTF8ToUTF16Into(s.data() + i, std::string_view(reinterpret_cast<const char*>(a) + i, n - i));
     s.resize(i);
-    XoAppendUTF8ToUTF16(s, std::string_view(reinterpret_cast<const char*>(a) + i, n - i));
   }
 }
 
