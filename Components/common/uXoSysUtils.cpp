@@ -31,14 +31,26 @@ size_t XoUTF8ToUTF16Into(char16_t* AOut, std::string_view AText) {
   const auto* end = p + AText.size();
   char16_t* out = AOut;
   while (p < end) {
+    bool atNonASCII = false;  // p is at a non-ASCII byte found by the block test
 #if defined(__SSE2__)
     // Fast path: sixteen ASCII bytes at a time, widened with zeros.
+    // A block with a non-ASCII byte is widened as a whole too; only its
+    // ASCII start counts, the rest is written again. This stays inside the
+    // output: no more units than bytes are ever written up to p, and 16 bytes
+    // remain after p.
     while (end - p >= 16) {
       __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      if (_mm_movemask_epi8(v)) break;
+      int m = _mm_movemask_epi8(v);
       __m128i zero = _mm_setzero_si128();
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(v, zero));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(v, zero));
+      if (m) {
+        int k = __builtin_ctz(static_cast<unsigned>(m));
+        out += k;
+        p += k;
+        atNonASCII = true;
+        break;
+      }
       out += 16;
       p += 16;
     }
@@ -49,10 +61,10 @@ size_t XoUTF8ToUTF16Into(char16_t* AOut, std::string_view AText) {
       out += 8;
       p += 8;
     }
-    // Then character by character over the next block, before the wide
-    // checks are tried again, so that mixed text does not fail them at every
-    // character.
-    const unsigned char* stop = end - p > 16 ? p + 16 : end;
+    // Then the one character the block test stopped at, or (without the
+    // block test, or in the last bytes) character by character over the next
+    // block, before the wide checks are tried again.
+    const unsigned char* stop = atNonASCII ? p + 1 : end - p > 16 ? p + 16 : end;
     while (p < stop) {
       unsigned c = *p;
       if (c < 0x80) {
