@@ -482,6 +482,19 @@ private:
     c.Valid = true;
   }
 
+  // A short name part from a keyed cache, a longer one from a one-entry cache.
+  const XoXMLString& NameOf(TKeyCache<XoXMLString, 8>& ACache, TCached& ALong, P a, P b) {
+    const size_t bytes = static_cast<size_t>(b - a) * sizeof(U);
+    if (bytes > kKeyBytes) {
+      DecodeCached(ALong, a, b);
+      return ALong.S;
+    }
+    bool found;
+    auto& e = ACache.Get(KeyOf(a, bytes), found);
+    if (!found) Decode(e.Value, a, b);
+    return e.Value;
+  }
+
   // Qualified names of elements come from a few recently decoded ones: an
   // end tag, a sibling or a repeated record structure finds its name there.
   const XoXMLString& QNameOf(P a, P b) {
@@ -699,17 +712,17 @@ private:
     if (C < E && *C == U('<')) RaiseNotClosed(tagStart);
     const bool prefixed = C < E && *C == U(':');
     const XoXMLString* prefix = &kNoText;
+    const XoXMLString* localName = nullptr;
     if (prefixed) {
-      DecodeCached(CPrefix, nameStart, C);
-      prefix = &CPrefix.S;
+      prefix = &NameOf(CShortPrefixes, CPrefix, nameStart, C);
       ++C;
       CheckNameStart();
       P localStart = C;
       C = SkipUntil<kClsLocalEnd>(C);
-      DecodeCached(CLocal, localStart, C);
+      localName = &NameOf(CShortLocals, CLocal, localStart, C);
     }
     const XoXMLString& qname = QNameOf(nameStart, C);
-    const XoXMLString& local = prefixed ? CLocal.S : qname;
+    const XoXMLString& local = prefixed ? *localName : qname;
     C = SkipBlanks(C);
 
     if (endTag) {
@@ -799,8 +812,7 @@ private:
       };
       const XoXMLString* attrPrefix = &kNoText;
       if (*C == U(':')) {
-        DecodeCached(CAttrPrefix, nameStart, C);  // not trimmed
-        attrPrefix = &CAttrPrefix.S;
+        attrPrefix = &NameOf(CShortAttrPrefixes, CAttrPrefix, nameStart, C);  // not trimmed
         while (C < E && *C == U(':')) ++C;
         const P localStart = C;
         C = SkipUntil<kClsAttrLocal>(C);
@@ -889,6 +901,9 @@ private:
   TCached CPrefix, CLocal, CAttrPrefix, CWhite;
   TCached CQNames[kQNameSlots];  // names longer than a key
   TKeyCache<XoXMLString, 64> CShortQNames;  // names of at most kKeyBytes
+  // Parts of names; separate caches, because an element's prefix and local
+  // name are still in use while the attributes' prefixes are looked up.
+  TKeyCache<XoXMLString, 8> CShortPrefixes, CShortLocals, CShortAttrPrefixes;
   struct TURIOfPrefix {
     uint64_t Version = 0;  // of the namespace list when the answer was found
     const XoXMLString* URI = nullptr;
