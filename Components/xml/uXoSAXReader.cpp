@@ -675,7 +675,7 @@ private:
   }
 
   // A stretch of text up to the next '<': one event, passed on as written.
-  void ParseCharacters() {
+  __attribute__((always_inline)) void ParseCharacters() {
     MarkStart(C);
     P m = C;
     C = SkipWhite(C);
