@@ -566,6 +566,52 @@ TEST(SAXNamespaceList, AddLookupRemove) {
                                  "StartPrefixMapping\tq\tq3", "EndPrefixMapping\tq", "EndPrefixMapping\tP"}));
 }
 
+TEST(SAXNamespaceList, RemoveLevelFindsDeepDeclarationsBehindShallowOnes) {
+  TIntfPtr<TRecorder> rec(new TRecorder());
+  TXoSAXXMLReader reader;
+  reader.SetContentHandler(TIntfPtr<IXoSAXContentHandler>(rec.get()));
+  TXoSAXNamespaceList list(&reader);
+  // Levels need not grow along the list (a failed parse leaves deep ones).
+  list.AddURI(3, u"a", u"a3");
+  list.AddURI(1, u"b", u"b1");
+  list.RemoveLevel(4);
+  EXPECT_EQ(list.Count(), 2);
+  list.RemoveLevel(2);
+  ASSERT_EQ(list.Count(), 1);
+  EXPECT_EQ(list.GetURI(u"a"), u"");
+  list.RemoveLevel(2);
+  EXPECT_EQ(list.Count(), 1);
+  list.AddURI(2, u"c", u"c2");
+  list.RemoveLevel(2);
+  EXPECT_EQ(list.Count(), 1);
+  list.RemoveLevel(1);
+  EXPECT_EQ(list.Count(), 0);
+  list.AddURI(5, u"d", u"d5");
+  list.Clear();
+  list.AddURI(1, u"e", u"e1");
+  list.RemoveLevel(1);
+  EXPECT_EQ(list.Count(), 0);
+  EXPECT_EQ(rec->Lines(), (Lines{"StartPrefixMapping\ta\ta3", "StartPrefixMapping\tb\tb1", "EndPrefixMapping\ta",
+                                 "StartPrefixMapping\tc\tc2", "EndPrefixMapping\tc", "EndPrefixMapping\tb",
+                                 "StartPrefixMapping\td\td5", "StartPrefixMapping\te\te1", "EndPrefixMapping\te"}));
+}
+
+TEST(SAXReader, LeftOverDeclarationsEndWithTheNextRoot) {
+  TIntfPtr<TRecorder> rec(new TRecorder());
+  TXoSAXXMLReader reader;
+  reader.SetContentHandler(TIntfPtr<IXoSAXContentHandler>(rec.get()));
+  reader.SetErrorHandler(TIntfPtr<IXoSAXErrorHandler>(rec.get()));
+  EXPECT_THROW(reader.Parse(std::u16string(u"<a><b><c xmlns:p='deep'><d")), EXoTextParserEOF);
+  ASSERT_EQ(reader.NamespaceList()->Count(), 1);
+  // The next parse declares p again at level 1 and resolves to the newest;
+  // the end of its root removes the level-3 record too.
+  reader.Parse(std::u16string(u"<r xmlns:p='u'><p:x/></r>"));
+  EXPECT_EQ(reader.NamespaceList()->Count(), 0);
+  Lines l = rec->Lines();
+  EXPECT_NE(std::find(l.begin(), l.end(), "StartElement\tu\tx\tp:x"), l.end());
+  EXPECT_NE(std::find(l.begin(), l.end(), "EndPrefixMapping\tp"), l.end());
+}
+
 // ===========================================================================
 // Encodings and entry points
 

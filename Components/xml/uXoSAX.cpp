@@ -320,6 +320,7 @@ void TXoSAXNamespaceList::AddURI(int32_t ALevel, const XoXMLString& APrefix, con
   rec->URI = AURI;
   FList.push_back(std::move(rec));
   ++FVersion;
+  if (ALevel > FMaxLevel) FMaxLevel = ALevel;
   if (FOwner && FOwner->FContentHandler) {
     const TXoSAXNamespace& r = *FList.back();
     FOwner->FContentHandler->StartPrefixMapping(r.Prefix, r.URI);
@@ -339,7 +340,7 @@ const XoXMLString& TXoSAXNamespaceList::GetURI(std::u16string_view APrefix) cons
   return ns ? ns->URI : kEmptyString;
 }
 
-void TXoSAXNamespaceList::RemoveLevel(int32_t ALevel) {
+void TXoSAXNamespaceList::RemoveLevelFrom(int32_t ALevel) {
   for (size_t i = FList.size(); i-- > 0;) {
     if (FList[i]->Level < ALevel) continue;
     // Take the record out first, so that a handler that raises leaves the
@@ -351,12 +352,17 @@ void TXoSAXNamespaceList::RemoveLevel(int32_t ALevel) {
     FSpare.push_back(std::move(rec));
     if (FOwner && FOwner->FContentHandler) FOwner->FContentHandler->EndPrefixMapping(r->Prefix);
   }
+  int32_t maxLevel = INT32_MIN;
+  for (const auto& r : FList)
+    if (r->Level > maxLevel) maxLevel = r->Level;
+  FMaxLevel = maxLevel;
 }
 
 void TXoSAXNamespaceList::Clear() {
   for (auto& r : FList) FSpare.push_back(std::move(r));
   FList.clear();
   ++FVersion;
+  FMaxLevel = INT32_MIN;
 }
 
 // ===========================================================================

@@ -361,7 +361,9 @@ public:
   PXoSAXNamespace GetNamespace(std::u16string_view APrefix) const;
   // Removes, newest first, every declaration of ALevel or deeper, calling
   // EndPrefixMapping for each.
-  void RemoveLevel(int32_t ALevel);
+  void RemoveLevel(int32_t ALevel) {
+    if (FMaxLevel >= ALevel && !FList.empty()) RemoveLevelFrom(ALevel);
+  }
   // Removes all declarations without events.
   void Clear();
   int32_t Count() const { return static_cast<int32_t>(FList.size()); }
@@ -371,8 +373,13 @@ public:
   uint64_t Version() const { return FVersion; }
 
 private:
+  void RemoveLevelFrom(int32_t ALevel);
+
   TXoSAXXMLReader* FOwner;
   uint64_t FVersion = 1;
+  // No declaration in the list has a deeper level (it may be too high for a
+  // while, never too low), so that most end tags need not look at the list.
+  int32_t FMaxLevel = INT32_MIN;
   std::vector<std::unique_ptr<TXoSAXNamespace>> FList;
   std::vector<std::unique_ptr<TXoSAXNamespace>> FSpare;  // records kept for reuse
 };
