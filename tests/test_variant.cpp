@@ -1,6 +1,8 @@
 // Variant: type codes, conversions, arrays, comparison and addition.
 #include <gtest/gtest.h>
 
+#include "xo_test_support.h"
+
 #include <cmath>
 #include <limits>
 
@@ -8,20 +10,9 @@
 #include "uXoVariants.h"
 
 using namespace xo;
+using xo_test::MessageOf;
 
 namespace {
-
-template <class E, class F>
-std::u16string MessageOf(F&& f) {
-  try {
-    f();
-  } catch (const E& e) {
-    return e.Message();
-  } catch (const std::exception& e) {
-    return u"<other exception: " + XoUTF8ToUTF16(e.what()) + u">";
-  }
-  return u"<no exception>";
-}
 
 // A counted interface for varUnknown tests.
 class TCounted : public IInterface {

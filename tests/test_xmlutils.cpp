@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "xo_test_support.h"
+
 #include <clocale>
 #include <cmath>
 #include <limits>
@@ -12,18 +14,9 @@
 #include "uXoXMLUtils.h"
 
 using namespace xo;
+using xo_test::MessageOf;
 
 namespace {
-
-template <class E, class F>
-std::u16string MessageOf(F AFunc) {
-  try {
-    AFunc();
-  } catch (const E& e) {
-    return e.Message();
-  }
-  return u"<no exception>";
-}
 
 std::string U8(std::u16string_view s) { return XoUTF16ToUTF8(s); }
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "xo_test_support.h"
+
 #include <cstdlib>
 #include <ctime>
 #include <limits>
@@ -14,6 +16,8 @@
 #include "uXoXMLUtils.h"
 
 using namespace xo;
+using xo_test::MessageOf;
+using xo_test::ScopedTZ;
 
 namespace xmlutils_conformance {
 
@@ -29,40 +33,7 @@ using namespace xmlutils_conformance;
 
 namespace {
 
-template <class E, class F>
-std::u16string MessageOf(F AFunc) {
-  try {
-    AFunc();
-  } catch (const E& e) {
-    return e.Message();
-  }
-  return u"<no exception>";
-}
-
 std::string U8(std::u16string_view s) { return XoUTF16ToUTF8(s); }
-
-// Sets TZ for the lifetime of the object and restores it afterwards.
-class ScopedTZ {
-public:
-  explicit ScopedTZ(const char* AZone) {
-    const char* old = getenv("TZ");
-    FHad = old != nullptr;
-    if (old) FOld = old;
-    setenv("TZ", AZone, 1);
-    tzset();
-  }
-  ~ScopedTZ() {
-    if (FHad)
-      setenv("TZ", FOld.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
-
-private:
-  bool FHad = false;
-  std::string FOld;
-};
 
 constexpr const char* cCET = "CET-1CEST,M3.5.0,M10.5.0/3";
 constexpr double cOneMs = 1.0 / 86400000.0;

@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include "xo_test_support.h"
+
 #include <limits>
 
 #include "uXoRtti.h"
 #include "uXoXMLUtils.h"
 
 using namespace xo;
+using xo_test::MessageOf;
 
 namespace xmlutils_test {
 
@@ -32,16 +35,6 @@ XO_DESCRIBE(TPoint, u"XmlUtilsTest.TPoint", c) {
 using namespace xmlutils_test;
 
 namespace {
-
-template <class E, class F>
-std::u16string MessageOf(F AFunc) {
-  try {
-    AFunc();
-  } catch (const E& e) {
-    return e.Message();
-  }
-  return u"<no exception>";
-}
 
 }  // namespace
 
