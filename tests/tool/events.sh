@@ -1,0 +1,40 @@
+# xo events: exit codes, standard input, write failures, file names.
+. "$(dirname "$0")/common.bash"
+
+expect_status 0 "$XO" events "$EXAMPLES/sample.xml"
+expect_out $'StartDocument'
+expect_out $'EndDocument'
+cp "$T/out" "$T/from-file"
+
+# The same bytes from standard input give the same events.
+expect_status 0 sh -c "\"$XO\" events - < \"$EXAMPLES/sample.xml\""
+cmp -s "$T/out" "$T/from-file" || fail "events from standard input differ from the file's"
+
+# Not well-formed: the last line is FatalError, exit 1.
+printf '<a/><b/>' >"$T/bad.xml"
+expect_status 1 "$XO" events "$T/bad.xml"
+expect_out "FatalError"
+
+# A file that is not there: exit 1 with the system's reason.
+expect_status 1 "$XO" events "$T/missing.xml"
+expect_out "Cannot open file"
+
+# A file name that is not UTF-8 opens all the same.
+name=$(printf '%s/caf\351.xml' "$T")
+printf '<a/>' >"$name"
+expect_status 0 "$XO" events "$name"
+expect_out $'StartElement\t\ta\ta'
+
+# Output that cannot be written is an error, not a silent success.
+if [ -w /dev/full ]; then
+  expect_status 3 sh -c "\"$XO\" events \"$EXAMPLES/sample.xml\" >/dev/full"
+  expect_err "cannot write output"
+fi
+
+# Usage errors.
+expect_status 2 "$XO" events
+expect_status 2 "$XO" nosuchcommand
+expect_status 0 "$XO" help events
+expect_out "xo events FILE"
+
+done_tests

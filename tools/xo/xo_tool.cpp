@@ -1,0 +1,100 @@
+// Command table and shared input/output of the xo tool.
+#include "xo_tool.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace xotool {
+
+namespace {
+std::vector<TCommand>& Table() {
+  static std::vector<TCommand> table;
+  return table;
+}
+}  // namespace
+
+TRegisterCommand::TRegisterCommand(const TCommand& ACommand) { Table().push_back(ACommand); }
+
+const std::vector<TCommand>& Commands() {
+  // Registration order depends on the link; list the commands in a fixed one.
+  static const char* const kOrder[] = {"events", "format", "check", "select", "convert"};
+  auto rank = [](const TCommand& c) {
+    for (size_t i = 0; i < std::size(kOrder); ++i)
+      if (std::strcmp(c.Name, kOrder[i]) == 0) return i;
+    return std::size(kOrder);
+  };
+  std::stable_sort(Table().begin(), Table().end(),
+                   [&](const TCommand& a, const TCommand& b) { return rank(a) < rank(b); });
+  return Table();
+}
+
+int UsageError(const char* ACommand, const std::string& AMessage) {
+  std::fprintf(stderr, "xo %s: %s\n", ACommand, AMessage.c_str());
+  for (const TCommand& c : Commands())
+    if (std::strcmp(c.Name, ACommand) == 0) std::fprintf(stderr, "Usage: xo %s\n", c.Synopsis);
+  return kExitUsage;
+}
+
+std::u16string DisplayName(const std::string& AFile) { return xo::XoUTF8ToUTF16(AFile); }
+
+namespace {
+// Standard input read as it comes: no seeking, no size. The readers that need
+// the whole text read it once through Read.
+class TStdIn : public xo::TStream {
+public:
+  int64_t Read(void* ABuffer, int64_t ACount) override {
+    for (;;) {
+      ssize_t n = ::read(STDIN_FILENO, ABuffer, static_cast<size_t>(ACount));
+      if (n >= 0) {
+        FPos += n;
+        return n;
+      }
+      if (errno == EINTR) continue;
+      throw xo::EReadError(u"Cannot read standard input. %s", {std::string(std::strerror(errno))});
+    }
+  }
+  int64_t Write(const void*, int64_t) override { throw xo::EWriteError(u"Stream write error"); }
+  int64_t Seek(int64_t AOffset, xo::TSeekOrigin AOrigin) override {
+    // Only "where am I" can be answered without moving.
+    if (AOffset == 0 && AOrigin == xo::soCurrent) return FPos;
+    throw xo::EStreamError(u"Standard input cannot seek");
+  }
+
+private:
+  int64_t FPos = 0;
+};
+}  // namespace
+
+std::unique_ptr<xo::TStream> OpenInput(const std::string& AFile) {
+  if (AFile == "-") return std::make_unique<TStdIn>();
+  return std::make_unique<xo::TFileStream>(AFile, xo::fmOpenRead | xo::fmShareDenyWrite);
+}
+
+int64_t TStdOut::Read(void*, int64_t) { throw xo::EReadError(u"Stream read error"); }
+
+int64_t TStdOut::Write(const void* ABuffer, int64_t ACount) {
+  if (FErrno != 0 || ACount <= 0) return ACount;
+  if (std::fwrite(ABuffer, 1, static_cast<size_t>(ACount), stdout) != static_cast<size_t>(ACount))
+    FErrno = errno != 0 ? errno : EIO;
+  return ACount;
+}
+
+int64_t TStdOut::Seek(int64_t, xo::TSeekOrigin) { return 0; }
+
+bool TStdOut::Close() {
+  if (FErrno == 0 && std::fflush(stdout) != 0) FErrno = errno != 0 ? errno : EIO;
+  if (FErrno == 0 && std::ferror(stdout)) FErrno = EIO;
+  if (FErrno != 0) {
+    std::fprintf(stderr, "xo: cannot write output: %s\n", std::strerror(FErrno));
+    return false;
+  }
+  return true;
+}
+
+int Finish(TStdOut& AOut, int AStatus) { return AOut.Close() ? AStatus : kExitOutput; }
+
+}  // namespace xotool
