@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "uXoDateTimeUtils.h"
+#include "uXoXSTypes.h"
 
 namespace xo {
 
@@ -164,6 +165,19 @@ struct TXoTypeInfoAccess {
   }
   static void SetSchemaDataType(TXoTypeInfo* t, TXoSchemaDataType v) { t->FSchemaDataType = v; }
 
+  static void InitWrapped(TXoTypeInfo* t, TXoTypeInfo* AWrapped, std::u16string_view AQualifiedName,
+                          std::u16string_view ASchemaName) {
+    t->FTypeKind = AWrapped->FTypeKind;
+    t->FKind = tkRecord;
+    t->FSchemaDataType = AWrapped->FSchemaDataType;
+    t->FWrappedType = AWrapped;
+    // The short name leaves out the unit names, also those of generic
+    // arguments ("TXsBinaryString<TXsBinaryStringB64Encoding>").
+    std::u16string shortName(AQualifiedName);
+    for (size_t at; (at = shortName.find(u"uXoXSTypes.")) != std::u16string::npos;) shortName.erase(at, 11);
+    TXoTypes::SetNames(t, AQualifiedName, shortName, ASchemaName.empty() ? std::u16string_view(shortName) : ASchemaName);
+  }
+
   static void AddConstructor(TXoTypeInfo* t);
   static bool OrdSigned(const TXoTypeInfo* t) { return t->FOrdSigned; }
   static TXoTypeInfo* VirtualOf(const TXoTypeInfo* t) { return t->FVirtualOf; }
@@ -232,6 +246,10 @@ void InitAuto(TXoTypeInfo* AType, TXoTypeKind AKind, TTypeKind APlatformKind, TX
   TXoTypeInfoAccess::InitAuto(AType, AKind, APlatformKind, AElement, ABase, AArrayLength);
 }
 void InitEnum(TXoTypeInfo* AType, bool ASigned) { TXoTypeInfoAccess::InitEnum(AType, ASigned); }
+void InitWrapped(TXoTypeInfo* AType, TXoTypeInfo* AWrapped, std::u16string_view AQualifiedName,
+                 std::u16string_view ASchemaName) {
+  TXoTypeInfoAccess::InitWrapped(AType, AWrapped, AQualifiedName, ASchemaName);
+}
 void InitCallable(TXoTypeInfo* AType, TXoTypeKind AKind, TXoTypeInfo* AReturn,
                   const std::vector<TXoTypeInfo*>& AParams) {
   TXoTypeInfoAccess::InitCallable(AType, AKind, AReturn, AParams);
@@ -268,6 +286,20 @@ void SetSchemaDataType(TXoTypeInfo* AType, TXoSchemaDataType ASchemaDataType) {
 
 void ExtractAs(const TValue& AValue, TXoTypeInfo* AType, void* ADest) {
   TXoTypeInfo* vt = AValue.TypeInfo();
+  // A typed simple record takes another value in place, through its own
+  // conversion: its facets stay and check the value.
+  if (AType->Ops().XsSet && vt != AType) {
+    if (!vt || AValue.IsNull()) {
+      AType->Ops().XsSet(ADest, TValue());
+      return;
+    }
+    TValue plain;
+    if (!AValue.TryToType(AType->GetWrappedType(), plain))
+      throw EInvalidCast(u"A value of type %s cannot be given to a member of type %s!",
+                         {vt->GetQualifiedName(), AType->GetQualifiedName()});
+    AType->Ops().XsSet(ADest, plain);
+    return;
+  }
   if (vt && (vt == AType || (vt->GetCppType() == AType->GetCppType() && vt->GetTypeKind() != xtkClass &&
                              vt->GetTypeKind() != xtkInterface && vt->GetTypeKind() != xtkClassRef))) {
     AType->Ops().Assign(ADest, AValue.GetReferenceToRawData());
@@ -451,6 +483,13 @@ std::u16string DateText(TXoTypeKind k, double v) {
   return XoUTF8ToUTF16(buf);
 }
 
+// The value a typed simple record holds (empty when null).
+TValue Unwrapped(const TXoTypeInfo* t, const void* p) {
+  TValue r;
+  t->Ops().XsGet(p, r);
+  return r;
+}
+
 std::u16string PtrText(const void* p) {
   char buf[32];
   std::snprintf(buf, sizeof buf, "%p", p);
@@ -530,6 +569,7 @@ TValue TValue::FromObject(TObject* AObject) {
 }
 
 TValue TValue::Make(int64_t AValue, TXoTypeInfo* AType) {
+  if (AType && AType->GetWrappedType()) return Make(AValue, AType->GetWrappedType()).ToType(AType);
   if (AType && AType->GetTypeKind() == xtkSet) {
     uint64_t bits = static_cast<uint64_t>(AValue);
     return Make(&bits, AType);
@@ -618,6 +658,7 @@ TIntfPtr<IInterface> TValue::AsInterface() const {
 }
 
 int64_t TValue::AsOrdinal() const {
+  if (FType && FType->Ops().XsGet) return Unwrapped(FType, FData).AsOrdinal();
   if (FType && FType->IsOrdinal()) return ReadOrdinal(FType, FData);
   if (FType && FType->GetTypeKind() == xtkSet) return static_cast<int64_t>(*static_cast<const uint64_t*>(FData));
   throw EInvalidCast(u"Invalid class typecast");
@@ -632,6 +673,11 @@ std::u16string TValue::AsString() const { return AsType<std::u16string>(); }
 
 Variant TValue::AsVariant() const {
   if (!FType) return Variant();
+  if (FType->Ops().XsGet) {
+    // A null record is a null variant.
+    TValue v = Unwrapped(FType, FData);
+    return v.IsEmpty() ? Variant::Null() : v.AsVariant();
+  }
   const void* p = FData;
   switch (FType->GetTypeKind()) {
     case xtkByte: return Variant(*static_cast<const uint8_t*>(p));
@@ -709,6 +755,7 @@ void TValue::ExtractRawData(void* ADest) const {
 
 std::u16string TValue::ToString() const {
   if (IsEmpty()) return u"(empty)";
+  if (FType->Ops().XsGet) return Unwrapped(FType, FData).ToString();
   const void* p = FData;
   TXoTypeKind k = FType->GetTypeKind();
   switch (k) {
@@ -810,6 +857,17 @@ bool TValue::TryToType(TXoTypeInfo* AType, TValue& AResult) const {
     const Variant& v = *static_cast<const Variant*>(FData);
     if (v.IsClear()) return false;
     return FromVariant(v).TryToType(AType, AResult);
+  }
+  // Typed simple records: from the value they hold (a null record converts
+  // as an empty value), and to one through its conversion.
+  if (FType->Ops().XsGet) return Unwrapped(FType, FData).TryToType(AType, AResult);
+  if (AType->Ops().XsSet) {
+    TValue plain;
+    if (!TryToType(AType->GetWrappedType(), plain)) return false;
+    TValue t = Make(nullptr, AType);
+    AType->Ops().XsSet(t.FData, plain);
+    AResult = std::move(t);
+    return true;
   }
   // Same storage and the same kind of value: a new identity for the copy
   // (Double to TDateTime, a distinct record, a virtual type).
@@ -1195,6 +1253,8 @@ void TXoTypes::EnsureStarted() {
                                             [](auto& c) { c.template inherits<TObject>(); });
     TXoTypeBuilder<IInterface>::Register(u"System.IInterface");
     TXoTypeBuilder<IXoObject>::Register(u"uXoClasses.IXoObject", [](auto& c) { c.template inherits<IInterface>(); });
+    // The typed simple records.
+    detail::XoRegisterXsTypes();
   }();
   gStartState.store(2, std::memory_order_release);
 }

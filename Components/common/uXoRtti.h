@@ -23,6 +23,7 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstring>
 #include <functional>
 #include <initializer_list>
@@ -738,6 +739,41 @@ struct FnTraits<std::function<R(A...)>> {
 template <class R, class... A>
 struct FnTraits<R (*)(A...)> : FnTraits<std::function<R(A...)>> {};
 
+// Copies AValue into ADest, which holds a value of AType's storage, after
+// converting it to AType; raises EInvalidCast when it cannot be converted.
+void ExtractAs(const TValue& AValue, TXoTypeInfo* AType, void* ADest);
+
+// Typed simple records (uXoXSTypes): a record type K names the type of the
+// value it holds (K::XoWrapped) and its qualified name (K::XoTypeName()).
+template <class K>
+concept IsXsRecord = requires {
+  typename K::XoWrapped;
+  { K::XoTypeName() } -> std::convertible_to<const char16_t*>;
+};
+void InitWrapped(TXoTypeInfo* AType, TXoTypeInfo* AWrapped, std::u16string_view AQualifiedName,
+                 std::u16string_view ASchemaName);
+template <class K>
+void XsGetOp(const void* p, TValue& AResult) {
+  const K& r = *static_cast<const K*>(p);
+  if (r.IsNull()) {
+    AResult = TValue();
+    return;
+  }
+  const auto& v = r.XoValue();
+  TValue::Make(static_cast<const void*>(&v), Holder<typename K::XoWrapped>::Get(), AResult);
+}
+template <class K>
+void XsSetOp(void* p, const TValue& AValue) {
+  K& r = *static_cast<K*>(p);
+  if (AValue.TypeInfo() == nullptr) {
+    r.Clear();
+    return;
+  }
+  typename Storage<typename K::XoWrapped>::type v{};
+  ExtractAs(AValue, Holder<typename K::XoWrapped>::Get(), &v);
+  r = v;
+}
+
 template <class K>
 TXoTypeInfo* MakeTypeInfo() {
   using S = typename Storage<K>::type;
@@ -874,6 +910,13 @@ TXoTypeInfo* MakeTypeInfo() {
     InitCallable(t, xtkProcedure, FnTraits<K>::Return(), FnTraits<K>::Params());
   } else if constexpr (std::is_pointer_v<K>) {
     InitAuto(t, xtkPointer, tkPointer, nullptr, nullptr, 0);
+  } else if constexpr (IsXsRecord<K>) {
+    ops.IsNull = [](const void* p) { return static_cast<const K*>(p)->IsNull(); };
+    ops.XsGet = &XsGetOp<K>;
+    ops.XsSet = &XsSetOp<K>;
+    std::u16string_view schema;
+    if constexpr (requires { K::XoSchemaName(); }) schema = K::XoSchemaName();
+    InitWrapped(t, Holder<typename K::XoWrapped>::Get(), K::XoTypeName(), schema);
   } else if constexpr (std::is_class_v<K> && std::is_copy_constructible_v<K> && std::is_default_constructible_v<K>) {
     if constexpr (HasIsNull<K>::value)
       ops.IsNull = [](const void* p) { return static_cast<const K*>(p)->IsNull(); };
@@ -890,9 +933,6 @@ TXoTypeInfo* MakeTypeInfo() {
 // TValue templates
 
 namespace detail {
-// Copies AValue into ADest, which holds a value of AType's storage, after
-// converting it to AType; raises EInvalidCast when it cannot be converted.
-void ExtractAs(const TValue& AValue, TXoTypeInfo* AType, void* ADest);
 
 template <class T>
 T* Inst(void* AInstance) {

@@ -307,6 +307,7 @@ void TXoTypeInfo::CopyFrom(const TXoTypeInfo& o) {
   FOps = o.FOps;
   FOrdSigned = o.FOrdSigned;
   FElementType = o.FElementType;
+  FWrappedType = o.FWrappedType;
   FBaseType = o.FBaseType;
   FArrayLength = o.FArrayLength;
   FMinValue = o.FMinValue;
@@ -388,6 +389,7 @@ const std::u16string& TXoTypeInfo::GetTypeName(TXoTypeNameType ANameType) const 
 TXoMainTypeKind TXoTypeInfo::GetMainTypeKind() const { return TXoTypes::ToMainTypeKind(FTypeKind); }
 
 bool TXoTypeInfo::IsOrdinal() const {
+  if (FWrappedType) return false;  // a record, whatever value it holds
   return (FTypeKind >= xtkByte && FTypeKind <= xtkInt64) || (FTypeKind >= xtkChar && FTypeKind <= xtkWideChar) ||
          FTypeKind == xtkBoolean || FTypeKind == xtkEnumeration;
 }

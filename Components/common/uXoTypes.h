@@ -194,6 +194,12 @@ struct TXoTypeOps {
   // Records that can be null (the typed simple records): whether the value
   // is null.
   bool (*IsNull)(const void* AData) = nullptr;
+  // Typed simple records (TXsInt, TXsString, ...): the value they hold as a
+  // TValue of their wrapped type (empty when null), and assignment of such a
+  // value through the record's own conversion, which checks its facets (an
+  // empty TValue clears the record).
+  void (*XsGet)(const void* AData, TValue& AResult) = nullptr;
+  void (*XsSet)(void* AData, const TValue& AValue) = nullptr;
 };
 
 // ---------------------------------------------------------------------------
@@ -252,6 +258,10 @@ public:
   TXoTypeInfo* GetElementType() const { return FElementType; }
   // Parent class of a class, parent interface of an interface.
   TXoTypeInfo* GetBaseType() const { return FBaseType; }
+  // The type of the value a typed simple record holds (Integer for TXsInt);
+  // nullptr for every other type. Such a record answers the kind, main kind
+  // and schema data type of that value, and its platform kind is tkRecord.
+  TXoTypeInfo* GetWrappedType() const { return FWrappedType; }
   // Element count of a static array; 0 otherwise.
   size_t GetArrayLength() const { return FArrayLength; }
   // True for this type and every class or interface that derives from it.
@@ -328,6 +338,7 @@ private:
   TXoTypeInfo* FElementType = nullptr;
   TXoTypeInfo* FBaseType = nullptr;
   TXoTypeInfo* FVirtualOf = nullptr;
+  TXoTypeInfo* FWrappedType = nullptr;
   size_t FArrayLength = 0;
   int64_t FMinValue = 0, FMaxValue = 0;
   std::vector<std::u16string> FEnumNames;

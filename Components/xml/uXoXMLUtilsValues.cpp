@@ -56,7 +56,40 @@ Variant XoXMLToVariant(std::u16string_view AText, std::u16string_view ATypeName)
 // ===========================================================================
 // Reflected values to text
 
+namespace {
+
+// A typed simple record is a simple value: its text is that of the value it
+// holds, as the XML serializer writes a simple value; a null record writes
+// nothing. Dates carry the local zone offset, as their ToString(true) does.
+XoXMLString XsRecordToXML(const TValue& AValue) {
+  const TXoTypeInfo* t = AValue.TypeInfo();
+  TValue v;
+  t->Ops().XsGet(AValue.GetReferenceToRawData(), v);
+  if (v.IsEmpty()) return XoXMLString();
+  switch (t->GetTypeKind()) {
+    case xtkByte: return XoByteToXML(v.AsType<uint8_t>());
+    case xtkWord: return XoWordToXML(v.AsType<uint16_t>());
+    case xtkCardinal: return XoLongWordToXML(v.AsType<uint32_t>());
+    case xtkUInt64: return XoUInt64ToXML(v.AsType<uint64_t>());
+    case xtkShortInt: return XoShortIntToXML(v.AsType<int8_t>());
+    case xtkSmallInt: return XoSmallIntToXML(v.AsType<int16_t>());
+    case xtkInteger: return XoLongIntToXML(v.AsType<int32_t>());
+    case xtkInt64: return XoInt64ToXML(v.AsType<int64_t>());
+    case xtkSingle:
+    case xtkDouble: return XoDoubleToXML(v.AsType<double>());
+    case xtkExtended: return XoExtToXML(v.AsType<long double>());
+    case xtkBoolean: return XoBoolToXML(v.AsType<bool>());
+    case xtkDate: return XoDateToXML(v.AsType<double>(), tzfOffset);
+    case xtkTime: return XoTimeToXML(v.AsType<double>(), tzfOffset);
+    case xtkDateTime: return XoDateTimeToXML(v.AsType<double>(), tzfOffset);
+    default: return XoStrToXML(std::u16string_view(v.AsString()), true, true);
+  }
+}
+
+}  // namespace
+
 XoXMLString XoValToXML(const TValue& AValue) {
+  if (AValue.TypeInfo() && AValue.TypeInfo()->Ops().XsGet) return XsRecordToXML(AValue);
   switch (AValue.Kind()) {
     case tkChar: case tkString: case tkWChar: case tkLString: case tkWString: case tkUString:
       return XoStrToXML(std::u16string_view(AValue.AsString()), true, true);

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "uXoClasses.h"
+#include "uXoXSTypes.h"
 
 int main() {
   std::string text = "<r>consumer</r>";
@@ -11,6 +12,15 @@ int main() {
   p.SetMark(xo::tppMark1);
   p.SkipWhile(xo::tpsUntilEqual, u'<');
   if (p.Selected() != u"consumer") return 1;
+  // A facet pattern runs the regular expression engine the library links.
+  xo::TXsInt n;
+  n.Restrictions.Pattern = u"^\\d{2}$";
+  n = 42;
+  try {
+    n = 7;
+    return 1;
+  } catch (const xo::EArgumentOutOfRangeException&) {
+  }
   std::puts("consumer ok");
   return 0;
 }
