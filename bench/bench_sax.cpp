@@ -6,6 +6,7 @@
 //   attrns - attribute- and namespace-heavy features (prefixed names,
 //            local declarations, long attribute lists)
 // After the runs a table gives MB/s per library and xo's ratios.
+#include <cstdlib>
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -127,6 +128,44 @@ const std::string& AttrNsDoc() {
   return doc;
 }
 
+// Namespace shapes that a naive prefix lookup makes quadratic: a root
+// declaring N prefixes with N children each using another one; N nested
+// elements each declaring a prefix; one start tag with N declarations between
+// plain attributes. Each comes with a twin of the same bytes whose attributes
+// are named "xmlnt" instead of "xmlns", so the reader sees no declaration:
+// the two should run at about the same speed. XO_BENCH_NS_N sets N (default
+// 100,000).
+size_t NamespaceCount() {
+  const char* env = std::getenv("XO_BENCH_NS_N");
+  return env && *env ? static_cast<size_t>(std::strtoull(env, nullptr, 10)) : 100000;
+}
+
+std::string NsWide(const char* AAttr) {
+  const size_t n = NamespaceCount();
+  std::string s = "<root";
+  for (size_t i = 0; i < n; ++i) s += " " + std::string(AAttr) + ":p" + std::to_string(i) + "=\"u" + std::to_string(i) + "\"";
+  s += ">";
+  for (size_t i = 0; i < n; ++i) s += "<p" + std::to_string(i) + ":c/>";
+  return s + "</root>";
+}
+
+std::string NsDeep(const char* AAttr) {
+  const size_t n = NamespaceCount();
+  std::string s;
+  for (size_t i = 0; i < n; ++i)
+    s += "<p" + std::to_string(i) + ":e " + AAttr + ":p" + std::to_string(i) + "=\"u" + std::to_string(i) + "\">";
+  for (size_t i = n; i-- > 0;) s += "</p" + std::to_string(i) + ":e>";
+  return s;
+}
+
+std::string NsTag(const char* AAttr) {
+  const size_t n = NamespaceCount();
+  std::string s = "<root";
+  for (size_t i = 0; i < n; ++i)
+    s += " " + std::string(AAttr) + ":p" + std::to_string(i) + "=\"u\" a" + std::to_string(i) + "=\"v\"";
+  return s + "/>";
+}
+
 // ---- xo
 
 class TNullHandler : public TXoObject, public virtual IXoSAXContentHandler, public virtual IXoSAXErrorHandler {
@@ -243,7 +282,11 @@ int main(int argc, char** argv) {
     const char* Name;
     const std::string* Text;
   };
-  const Doc docs[] = {{"data", &DataDoc()}, {"text", &TextDoc()}, {"attrns", &AttrNsDoc()}};
+  static const std::string nsWide = NsWide("xmlns"), nsWide0 = NsWide("xmlnt"), nsDeep = NsDeep("xmlns"),
+                           nsDeep0 = NsDeep("xmlnt"), nsTag = NsTag("xmlns"), nsTag0 = NsTag("xmlnt");
+  const Doc docs[] = {{"data", &DataDoc()},   {"text", &TextDoc()},     {"attrns", &AttrNsDoc()},
+                      {"nswide", &nsWide},    {"nswide0", &nsWide0},    {"nsdeep", &nsDeep},
+                      {"nsdeep0", &nsDeep0},  {"nstag", &nsTag},        {"nstag0", &nsTag0}};
   for (const Doc& d : docs) {
     benchmark::RegisterBenchmark((std::string("xo/") + d.Name).c_str(), BM_xo, d.Text)->Unit(benchmark::kMillisecond);
 #ifdef XO_HAVE_EXPAT

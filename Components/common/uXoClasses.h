@@ -517,6 +517,22 @@ public:
   const char16_t* ClassName() const override { return u"EXoTextParserEOF"; }
 };
 
+// Raised by the scanner when a stream holds more than XoGetMaxInputSize bytes.
+class EXoInputTooLarge : public EXoException {
+public:
+  explicit EXoInputTooLarge(int64_t ALimit)
+      : EXoException(u"The input is larger than %d bytes, the most a reader accepts!", {ALimit}, 13) {}
+  const char16_t* ClassName() const override { return u"EXoInputTooLarge"; }
+};
+
+// The most bytes a reader takes from a stream that is not already in memory
+// (files, pipes, standard input, a program's own streams): 1 GiB unless a
+// program sets another limit. Memory buffers and strings, which are held
+// already, are read whatever their size. The limit protects a process from an
+// input that never ends (/dev/zero, an endless socket).
+int64_t XoGetMaxInputSize();
+void XoSetMaxInputSize(int64_t ASize);
+
 // How the scanner reads its source: 0 single-byte code page, 1 UTF-16LE
 // code units, 2 UTF-8 bytes.
 enum TXoCharacterSetType : uint8_t { cstSingleByte = 0, cstUTF16 = 1, cstUTF8 = 2 };
@@ -554,6 +570,11 @@ class TXoTextParser : public TObject {
 public:
   // AFlag: the parser owns (and frees) the stream.
   TXoTextParser(TStream* AStream, bool AFlag, uint16_t ACodePage);
+  // ADetectMark: a byte-order mark at the start of the input (UTF-8, UTF-16
+  // little- or big-endian) decides the code page and is stepped over; without
+  // one ACodePage holds. The mark is looked for in the bytes read, so streams
+  // that cannot seek (pipes) lose nothing.
+  TXoTextParser(TStream* AStream, bool AFlag, uint16_t ACodePage, bool ADetectMark);
   TXoTextParser(const void* ABuffer, int64_t ASize, uint16_t ACodePage);
   ~TXoTextParser() override;
 
@@ -573,8 +594,10 @@ public:
     if (FCur >= FEnd) throw EXoTextParserEOF();
   }
 
-  int32_t GetLineNr();
-  int32_t GetColNr();
+  // Line and column of the current position. Both are brought forward from
+  // the last answer, so asking at every construct costs one pass in total.
+  int64_t GetLineNr();
+  int64_t GetColNr();
   int64_t GetPosition() const { return (FCur - FStart) >> FShift; }
   const uint8_t* GetCurPos() const { return FCur; }
   int64_t GetSize() const { return (FEnd - FStart) >> FShift; }
@@ -628,6 +651,8 @@ public:
 
 private:
   void InitBuffer(const uint8_t* AData, int64_t ASize, bool ACopy);
+  void ReadStream(TStream* AStream);
+  uint16_t SkipMark(uint16_t ACodePage);
   void ChooseKind(uint16_t ACodePage);
   const uint8_t* PosPtr(TXoTextParserPosType AType) const;
   const uint8_t* NextPtr(const uint8_t* p) const;
@@ -648,7 +673,11 @@ private:
   // Line counting is lazy: the count is brought forward from the last answer.
   const uint8_t* FLinePos = nullptr;
   const uint8_t* FLineStart = nullptr;
-  int32_t FLine = 1;
+  int64_t FLine = 1;
+  // The last column answered and where: a later position on the same line
+  // counts on from there.
+  const uint8_t* FColPos = nullptr;
+  int64_t FCol = 1;
 };
 
 }  // namespace xo

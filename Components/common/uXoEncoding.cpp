@@ -6,6 +6,7 @@
 #include <unicode/ucnv.h>
 
 #include <array>
+#include <iterator>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -109,6 +110,9 @@ uint16_t Resolve(uint16_t ACodePage) { return ACodePage ? ACodePage : XoSystemCo
 
 // One ICU converter per conversion call: converters are not thread-safe and
 // cheap enough to open for a whole text.
+// Bytes of the buffer through which ICU conversions pass, slice by slice.
+constexpr size_t kConvertSlice = 64 * 1024;
+
 struct TConverter {
   UConverter* Cnv = nullptr;
   explicit TConverter(const char* AName) {
@@ -143,6 +147,9 @@ std::u16string UTF16BEToLE(std::string_view ABytes) {
 uint16_t XoGetCodePage(TStream* AStream) {
   if (!AStream) return 0;
   int64_t pos = AStream->GetPosition();
+  // The probe reads up to three bytes and puts the stream back: a stream that
+  // cannot seek would lose them, so it is refused before anything is read.
+  if (pos < 0) throw EStreamError(u"The byte-order mark cannot be probed on a stream that cannot seek");
   unsigned char b[3] = {0, 0, 0};
   int64_t n = AStream->Read(b, 3);
   if (n >= 3 && std::memcmp(b, cXoUTF8, 3) == 0) {
@@ -180,6 +187,10 @@ uint16_t XoCodePage(std::u16string_view AName) {
       if (digits && v <= 0xFFFF && FindInfo(static_cast<uint16_t>(v))) return static_cast<uint16_t>(v);
     }
   }
+  // A name of any length may come from a document; the message shows enough
+  // of it to recognise.
+  constexpr size_t kShown = 64;
+  if (name.size() > kShown) name = name.substr(0, kShown) + u"...";
   throw EXoException(u"Unknown code page \"%s\"", {name});
 }
 
@@ -207,14 +218,22 @@ std::string TXoEncoding::ConvertW(std::u16string_view AText, uint16_t ACodePage)
     return r;
   }
   TConverter c(ICUNameOf(cp));
-  UErrorCode err = U_ZERO_ERROR;
-  int32_t cap = UCNV_GET_MAX_BYTES_FOR_STRING(static_cast<int32_t>(AText.size()), ucnv_getMaxCharSize(c.Cnv));
-  std::string r(static_cast<size_t>(cap), '\0');
-  int32_t n = ucnv_fromUChars(c.Cnv, r.data(), cap, reinterpret_cast<const UChar*>(AText.data()),
-                              static_cast<int32_t>(AText.size()), &err);
-  if (U_FAILURE(err)) throw EXoException(u"Text cannot be converted to code page %d", {cp});
-  r.resize(static_cast<size_t>(n));
-  return r;
+  // Converted in slices through one output buffer, so that sizes never pass
+  // through ICU's 32-bit counts, however long the text.
+  std::string r;
+  r.reserve(AText.size());
+  char out[kConvertSlice];
+  const UChar* src = reinterpret_cast<const UChar*>(AText.data());
+  const UChar* const srcEnd = src + AText.size();
+  for (;;) {
+    UErrorCode err = U_ZERO_ERROR;
+    char* target = out;
+    ucnv_fromUnicode(c.Cnv, &target, out + sizeof out, &src, srcEnd, nullptr, true, &err);
+    r.append(out, static_cast<size_t>(target - out));
+    if (err == U_BUFFER_OVERFLOW_ERROR) continue;
+    if (U_FAILURE(err)) throw EXoException(u"Text cannot be converted to code page %d", {cp});
+    return r;
+  }
 }
 
 std::u16string TXoEncoding::ConvertA(std::string_view ABytes, uint16_t ACodePage) {
@@ -234,14 +253,20 @@ std::u16string TXoEncoding::ConvertA(std::string_view ABytes, uint16_t ACodePage
     return r;
   }
   TConverter c(ICUNameOf(cp));
-  UErrorCode err = U_ZERO_ERROR;
-  int32_t cap = static_cast<int32_t>(ABytes.size()) * 2 + 16;
-  std::u16string r(static_cast<size_t>(cap), u'\0');
-  int32_t n = ucnv_toUChars(c.Cnv, reinterpret_cast<UChar*>(r.data()), cap, ABytes.data(),
-                            static_cast<int32_t>(ABytes.size()), &err);
-  if (U_FAILURE(err)) throw EXoException(u"Text cannot be converted from code page %d", {cp});
-  r.resize(static_cast<size_t>(n));
-  return r;
+  std::u16string r;
+  r.reserve(ABytes.size());
+  UChar out[kConvertSlice / 2];
+  const char* src = ABytes.data();
+  const char* const srcEnd = src + ABytes.size();
+  for (;;) {
+    UErrorCode err = U_ZERO_ERROR;
+    UChar* target = out;
+    ucnv_toUnicode(c.Cnv, &target, out + std::size(out), &src, srcEnd, nullptr, true, &err);
+    r.append(reinterpret_cast<const char16_t*>(out), static_cast<size_t>(target - out));
+    if (err == U_BUFFER_OVERFLOW_ERROR) continue;
+    if (U_FAILURE(err)) throw EXoException(u"Text cannot be converted from code page %d", {cp});
+    return r;
+  }
 }
 
 const char16_t* TXoEncoding::SingleByteTable(uint16_t ACodePage) {

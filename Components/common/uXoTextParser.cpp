@@ -1,4 +1,5 @@
 // TXoTextParser: the character scanner under xo's readers.
+#include <atomic>
 #include <cstring>
 #include <vector>
 
@@ -49,32 +50,101 @@ inline char16_t LoadUnit(const uint8_t* p) {
 
 }  // namespace
 
+namespace {
+std::atomic<int64_t> gMaxInputSize{int64_t(1) << 30};
+}  // namespace
+
+int64_t XoGetMaxInputSize() { return gMaxInputSize.load(std::memory_order_relaxed); }
+
+void XoSetMaxInputSize(int64_t ASize) {
+  if (ASize < 0) throw EArgumentOutOfRangeException(u"The maximum input size must not be negative");
+  gMaxInputSize.store(ASize, std::memory_order_relaxed);
+}
+
 TXoTextParser::TXoTextParser(TStream* AStream, bool AFlag, uint16_t ACodePage)
+    : TXoTextParser(AStream, AFlag, ACodePage, false) {}
+
+TXoTextParser::TXoTextParser(TStream* AStream, bool AFlag, uint16_t ACodePage, bool ADetectMark)
     : FStream(AStream), FOwnsStream(AFlag) {
   if (!AStream) throw EArgumentNilException(u"Stream must not be nil");
-  int64_t pos = AStream->GetPosition();
   if (const uint8_t* mem = AStream->DirectMemory()) {
+    int64_t pos = AStream->GetPosition();
     int64_t size = AStream->GetSize();
     // A memory stream is scanned where it lies.
     InitBuffer(mem + std::min(pos, size), std::max<int64_t>(size - pos, 0), false);
   } else {
-    std::vector<uint8_t> data;
-    int64_t size = -1;
-    try {
-      size = AStream->GetSize() - pos;
-    } catch (const Exception&) {
-      size = -1;  // not seekable: read until the end
-    }
-    if (size > 0) data.reserve(static_cast<size_t>(size));
-    uint8_t chunk[65536];
-    for (;;) {
-      int64_t n = AStream->Read(chunk, sizeof chunk);
-      if (n <= 0) break;
-      data.insert(data.end(), chunk, chunk + n);
-    }
-    InitBuffer(data.data(), static_cast<int64_t>(data.size()), true);
+    ReadStream(AStream);
   }
-  ChooseKind(ACodePage);
+  ChooseKind(ADetectMark ? SkipMark(ACodePage) : ACodePage);
+}
+
+void TXoTextParser::ReadStream(TStream* AStream) {
+  const int64_t limit = XoGetMaxInputSize();
+  // A stream that knows its size (a regular file) is read in one piece into a
+  // block of that size; others (pipes, sockets) grow a block as bytes come.
+  int64_t known = -1;
+  try {
+    int64_t pos = AStream->GetPosition();
+    int64_t size = AStream->GetSize();
+    if (pos >= 0 && size >= pos) known = size - pos;
+  } catch (const Exception&) {
+    known = -1;
+  }
+  if (known > limit) throw EXoInputTooLarge(limit);
+  size_t cap = static_cast<size_t>(std::min<int64_t>(known > 0 ? known : 64 * 1024, limit));
+  std::unique_ptr<uint8_t[]> block(new uint8_t[cap + 2]);
+  size_t len = 0;
+  for (;;) {
+    if (len < cap) {
+      int64_t n = AStream->Read(block.get() + len, static_cast<int64_t>(cap - len));
+      if (n <= 0) break;
+      len += static_cast<size_t>(n);
+      continue;
+    }
+    // The block is full: grow it only if more bytes come.
+    uint8_t probe[4096];
+    int64_t n = AStream->Read(probe, sizeof probe);
+    if (n <= 0) break;
+    if (static_cast<int64_t>(len) + n > limit) throw EXoInputTooLarge(limit);
+    const size_t need = len + static_cast<size_t>(n);
+    const size_t grown = static_cast<size_t>(std::min<int64_t>(
+        static_cast<int64_t>(std::max(cap * 2, need)), limit));
+    std::unique_ptr<uint8_t[]> bigger(new uint8_t[grown + 2]);
+    std::memcpy(bigger.get(), block.get(), len);
+    std::memcpy(bigger.get() + len, probe, static_cast<size_t>(n));
+    block = std::move(bigger);
+    cap = grown;
+    len = need;
+  }
+  FOwned = std::move(block);
+  InitBuffer(FOwned.get(), static_cast<int64_t>(len), false);
+}
+
+uint16_t TXoTextParser::SkipMark(uint16_t ACodePage) {
+  const size_t n = static_cast<size_t>(FEnd - FStart);
+  uint16_t cp = 0;
+  size_t skip = 0;
+  if (n >= 3 && std::memcmp(FStart, cXoUTF8, 3) == 0) {
+    cp = 65001;
+    skip = 3;
+  } else if (n >= 2 && std::memcmp(FStart, cXoUTF16LE, 2) == 0) {
+    cp = 1200;
+    skip = 2;
+  } else if (n >= 2 && std::memcmp(FStart, cXoUTF16BE, 2) == 0) {
+    cp = 1201;
+    skip = 2;
+  }
+  if (cp == 0) return ACodePage;
+  // Step over the mark: the input starts behind it, as after a stream probe.
+  const uint8_t* start = FStart + skip;
+  const int64_t size = FEnd - start;
+  if (cp == 1200 && (reinterpret_cast<uintptr_t>(start) & 1)) {
+    // Realign for 16-bit reads (only caller memory at an odd address).
+    InitBuffer(start, size, true);
+  } else {
+    FStart = FCur = FLinePos = FLineStart = start;
+  }
+  return cp;
 }
 
 TXoTextParser::TXoTextParser(const void* ABuffer, int64_t ASize, uint16_t ACodePage) {
@@ -89,8 +159,9 @@ TXoTextParser::~TXoTextParser() {
 void TXoTextParser::InitBuffer(const uint8_t* AData, int64_t ASize, bool ACopy) {
   if (ACopy || (reinterpret_cast<uintptr_t>(AData) & 1)) {
     // Owned copies are aligned, so UTF-16 sources can be read unit by unit.
-    FOwned.reset(new uint8_t[static_cast<size_t>(ASize) + 2]);
-    if (ASize) std::memcpy(FOwned.get(), AData, static_cast<size_t>(ASize));
+    std::unique_ptr<uint8_t[]> copy(new uint8_t[static_cast<size_t>(ASize) + 2]);
+    if (ASize) std::memcpy(copy.get(), AData, static_cast<size_t>(ASize));
+    FOwned = std::move(copy);
     AData = FOwned.get();
   }
   FStart = AData ? AData : reinterpret_cast<const uint8_t*>("");
@@ -98,6 +169,8 @@ void TXoTextParser::InitBuffer(const uint8_t* AData, int64_t ASize, bool ACopy) 
   FCur = FStart;
   FLinePos = FLineStart = FStart;
   FLine = 1;
+  FColPos = nullptr;
+  FCol = 1;
   for (auto& m : FMarks) m = nullptr;
 }
 
@@ -172,11 +245,12 @@ void TXoTextParser::Last() { FCur = FEnd; }
 // ---------------------------------------------------------------------------
 // Lines and columns
 
-int32_t TXoTextParser::GetLineNr() {
+int64_t TXoTextParser::GetLineNr() {
   const uint8_t* target = FCur;
   if (target < FLinePos) {
     FLinePos = FLineStart = FStart;
     FLine = 1;
+    FColPos = nullptr;
   }
   const uint8_t* p = FLinePos;
   if (FCharSetType == cstUTF16) {
@@ -202,10 +276,16 @@ int32_t TXoTextParser::GetLineNr() {
   return FLine;
 }
 
-int32_t TXoTextParser::GetColNr() {
+int64_t TXoTextParser::GetColNr() {
   GetLineNr();
+  // Count on from the last answer when it lies on this line before here;
+  // otherwise from the start of the line.
   const uint8_t* p = FLineStart;
   int64_t col = 1;
+  if (FColPos && FColPos >= FLineStart && FColPos <= FCur) {
+    p = FColPos;
+    col = FCol;
+  }
   if (FCharSetType == cstUTF16) {
     for (; p < FCur; p += 2) {
       char16_t c = LoadUnit(p);
@@ -217,7 +297,9 @@ int32_t TXoTextParser::GetColNr() {
   } else {
     col += FCur - p;
   }
-  return static_cast<int32_t>(std::min<int64_t>(col, INT32_MAX));
+  FColPos = FCur;
+  FCol = col;
+  return col;
 }
 
 // ---------------------------------------------------------------------------

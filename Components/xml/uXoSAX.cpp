@@ -46,15 +46,11 @@ inline char16_t LoadUnit(const uint8_t* p) {
 
 }  // namespace
 
-uint16_t TXoXMLParser::InitialCodePage(TStream* AStream, bool ADetectCodePage, uint16_t ACodePage) {
-  uint16_t cp = 0;
-  if (ADetectCodePage && AStream) cp = XoGetCodePage(AStream);
-  if (cp == 0) cp = ACodePage;
-  return cp;
-}
-
 TXoXMLParser::TXoXMLParser(TStream* AStream, bool AFlag, bool ADetectCodePage, uint16_t ACodePage)
-    : TXoTextParser(AStream, AFlag, InitialCodePage(AStream, ADetectCodePage, ACodePage)) {
+    // With ADetectCodePage a byte-order mark decides before ACodePage does. The
+    // scanner looks for it in the bytes it has read, not by probing the
+    // stream, so a pipe loses nothing.
+    : TXoTextParser(AStream, AFlag, ACodePage, ADetectCodePage) {
   // The base constructor chose the source kind but could not reach this
   // class's override: bind the punctuation and the members now.
   SetCharacterSetType(GetCharacterSetType());
@@ -318,7 +314,9 @@ void TXoSAXNamespaceList::AddURI(int32_t ALevel, const XoXMLString& APrefix, con
   rec->Level = ALevel;
   rec->Prefix = APrefix;
   rec->URI = AURI;
+  if (!FList.empty() && ALevel < FList.back()->Level) FSorted = false;
   FList.push_back(std::move(rec));
+  IndexAppended();
   ++FVersion;
   if (ALevel > FMaxLevel) FMaxLevel = ALevel;
   if (FOwner && FOwner->FContentHandler) {
@@ -327,12 +325,121 @@ void TXoSAXNamespaceList::AddURI(int32_t ALevel, const XoXMLString& APrefix, con
   }
 }
 
-PXoSAXNamespace TXoSAXNamespaceList::GetNamespace(std::u16string_view APrefix) const {
-  for (size_t i = FList.size(); i-- > 0;) {
-    const XoXMLString& p = FList[i]->Prefix;
-    if (p.size() == APrefix.size() && XoSameText(p, APrefix)) return FList[i].get();
+namespace {
+// Prefixes compare ignoring ASCII case, so the hash folds ASCII letters.
+uint32_t PrefixHash(std::u16string_view AText) {
+  uint32_t h = 2166136261u;
+  for (char16_t c : AText) {
+    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + 32);
+    h = (h ^ c) * 16777619u;
   }
-  return nullptr;
+  return h ^ (h >> 15);
+}
+}  // namespace
+
+int64_t TXoSAXNamespaceList::FindSlot(std::u16string_view APrefix, uint32_t AHash) const {
+  if (FSlots.empty()) return -1;
+  const size_t mask = FSlots.size() - 1;
+  for (size_t i = AHash & mask;; i = (i + 1) & mask) {
+    const TSlot& s = FSlots[i];
+    if (s.Index < 0) return -1;
+    if (s.Hash == AHash) {
+      const XoXMLString& p = FList[static_cast<size_t>(s.Index)]->Prefix;
+      if (p.size() == APrefix.size() && XoSameText(p, APrefix)) return static_cast<int64_t>(i);
+    }
+  }
+}
+
+void TXoSAXNamespaceList::InsertSlot(uint32_t AHash, int32_t AIndex) {
+  if ((FSlotsUsed + 1) * 2 > FSlots.size()) {
+    // Keep the table at most half full; rehash into twice the size.
+    std::vector<TSlot> old = std::move(FSlots);
+    FSlots.assign(std::max<size_t>(16, old.size() * 2), TSlot{0, -1});
+    const size_t mask = FSlots.size() - 1;
+    for (const TSlot& s : old) {
+      if (s.Index < 0) continue;
+      size_t i = s.Hash & mask;
+      while (FSlots[i].Index >= 0) i = (i + 1) & mask;
+      FSlots[i] = s;
+    }
+  }
+  const size_t mask = FSlots.size() - 1;
+  size_t i = AHash & mask;
+  while (FSlots[i].Index >= 0) i = (i + 1) & mask;
+  FSlots[i] = TSlot{AHash, AIndex};
+  ++FSlotsUsed;
+}
+
+void TXoSAXNamespaceList::EraseSlot(size_t ASlot) {
+  // Backward-shift deletion: later entries of the probe sequence move up so
+  // that no lookup stops early at the hole.
+  const size_t mask = FSlots.size() - 1;
+  size_t hole = ASlot;
+  for (size_t j = (hole + 1) & mask; FSlots[j].Index >= 0; j = (j + 1) & mask) {
+    const size_t home = FSlots[j].Hash & mask;
+    // Entry j may fill the hole if its home does not lie cyclically in (hole, j].
+    const bool inRange = hole <= j ? (home > hole && home <= j) : (home > hole || home <= j);
+    if (!inRange) {
+      FSlots[hole] = FSlots[j];
+      hole = j;
+    }
+  }
+  FSlots[hole].Index = -1;
+  --FSlotsUsed;
+}
+
+void TXoSAXNamespaceList::IndexAppended() {
+  const int32_t index = static_cast<int32_t>(FList.size() - 1);
+  const std::u16string_view prefix = FList.back()->Prefix;
+  const uint32_t hash = PrefixHash(prefix);
+  FHashes.push_back(hash);
+  const int64_t slot = FindSlot(prefix, hash);
+  if (slot < 0) {
+    FPrevSame.push_back(-1);
+    InsertSlot(hash, index);
+  } else {
+    FPrevSame.push_back(FSlots[static_cast<size_t>(slot)].Index);
+    FSlots[static_cast<size_t>(slot)].Index = index;
+  }
+}
+
+void TXoSAXNamespaceList::UnindexLast() {
+  const int32_t prev = FPrevSame.back();
+  const uint32_t hash = FHashes.back();
+  FPrevSame.pop_back();
+  FHashes.pop_back();
+  const int64_t slot = FindSlot(FList.back()->Prefix, hash);
+  if (slot < 0) return;
+  if (prev >= 0)
+    FSlots[static_cast<size_t>(slot)].Index = prev;
+  else
+    EraseSlot(static_cast<size_t>(slot));
+}
+
+void TXoSAXNamespaceList::RebuildIndex() {
+  std::fill(FSlots.begin(), FSlots.end(), TSlot{0, -1});
+  FSlotsUsed = 0;
+  FPrevSame.clear();
+  FHashes.clear();
+  std::vector<std::unique_ptr<TXoSAXNamespace>> list = std::move(FList);
+  FList.clear();
+  FSorted = true;
+  for (auto& r : list) {
+    if (!FList.empty() && r->Level < FList.back()->Level) FSorted = false;
+    FList.push_back(std::move(r));
+    IndexAppended();
+  }
+}
+
+PXoSAXNamespace TXoSAXNamespaceList::GetNamespace(std::u16string_view APrefix) const {
+  // The newest declaration is the one most often asked for (an element using
+  // the prefix it declares itself); it needs no probe.
+  if (!FList.empty()) {
+    const XoXMLString& p = FList.back()->Prefix;
+    if (p.size() == APrefix.size() && XoSameText(p, APrefix)) return FList.back().get();
+  }
+  const int64_t slot = FindSlot(APrefix, PrefixHash(APrefix));
+  return slot < 0 ? nullptr : FList[static_cast<size_t>(FSlots[static_cast<size_t>(slot)].Index)].get();
 }
 
 const XoXMLString& TXoSAXNamespaceList::GetURI(std::u16string_view APrefix) const {
@@ -341,28 +448,54 @@ const XoXMLString& TXoSAXNamespaceList::GetURI(std::u16string_view APrefix) cons
 }
 
 void TXoSAXNamespaceList::RemoveLevelFrom(int32_t ALevel) {
-  for (size_t i = FList.size(); i-- > 0;) {
-    if (FList[i]->Level < ALevel) continue;
-    // Take the record out first, so that a handler that raises leaves the
-    // list consistent; it goes back to the spare records afterwards.
-    std::unique_ptr<TXoSAXNamespace> rec = std::move(FList[i]);
-    FList.erase(FList.begin() + static_cast<std::ptrdiff_t>(i));
-    ++FVersion;
-    TXoSAXNamespace* r = rec.get();
-    FSpare.push_back(std::move(rec));
-    if (FOwner && FOwner->FContentHandler) FOwner->FContentHandler->EndPrefixMapping(r->Prefix);
+  if (FSorted) {
+    // The records to remove are the newest ones: take them off the end.
+    while (!FList.empty() && FList.back()->Level >= ALevel) {
+      // Take the record out first, so that a handler that raises leaves the
+      // list consistent; it goes back to the spare records afterwards.
+      UnindexLast();
+      std::unique_ptr<TXoSAXNamespace> rec = std::move(FList.back());
+      FList.pop_back();
+      ++FVersion;
+      TXoSAXNamespace* r = rec.get();
+      FSpare.push_back(std::move(rec));
+      FMaxLevel = FList.empty() ? INT32_MIN : FList.back()->Level;
+      if (FOwner && FOwner->FContentHandler) FOwner->FContentHandler->EndPrefixMapping(r->Prefix);
+    }
+    FMaxLevel = FList.empty() ? INT32_MIN : FList.back()->Level;
+    return;
   }
+  // Records of an earlier, failed parse are mixed in: scan the whole list,
+  // take out every record of ALevel or deeper at once, then report them
+  // newest first.
+  std::vector<std::unique_ptr<TXoSAXNamespace>> removed, kept;
+  for (auto& r : FList) (r->Level >= ALevel ? removed : kept).push_back(std::move(r));
+  FList = std::move(kept);
+  RebuildIndex();
+  ++FVersion;
   int32_t maxLevel = INT32_MIN;
   for (const auto& r : FList)
     if (r->Level > maxLevel) maxLevel = r->Level;
   FMaxLevel = maxLevel;
+  std::vector<TXoSAXNamespace*> order;
+  for (auto& r : removed) {
+    order.push_back(r.get());
+    FSpare.push_back(std::move(r));
+  }
+  for (size_t i = order.size(); i-- > 0;)
+    if (FOwner && FOwner->FContentHandler) FOwner->FContentHandler->EndPrefixMapping(order[i]->Prefix);
 }
 
 void TXoSAXNamespaceList::Clear() {
+  std::fill(FSlots.begin(), FSlots.end(), TSlot{0, -1});
+  FSlotsUsed = 0;
+  FHashes.clear();
+  FPrevSame.clear();
   for (auto& r : FList) FSpare.push_back(std::move(r));
   FList.clear();
   ++FVersion;
   FMaxLevel = INT32_MIN;
+  FSorted = true;
 }
 
 // ===========================================================================
@@ -380,12 +513,12 @@ TXoSAXReader::~TXoSAXReader() {
 
 int64_t TXoSAXReader::GetPosition() { return FParser ? FParser->GetPosition() : -1; }
 
-int32_t TXoSAXReader::GetLineNr() {
+int64_t TXoSAXReader::GetLineNr() {
   if (FUnexpectedEOF) return FLineNr;
   return FParser ? FParser->GetLineNr() : -1;
 }
 
-int32_t TXoSAXReader::GetColNr() {
+int64_t TXoSAXReader::GetColNr() {
   if (FUnexpectedEOF) return FColNr;
   return FParser ? FParser->GetColNr() : -1;
 }
@@ -415,7 +548,15 @@ void TXoSAXReader::DoParse(TStream* AStream, bool AOwnsStream, bool ADetectCodeP
     if (AOwnsStream && AStream) AStream->Free();
   };
   try {
-    FParser = CreateParser(AStream, false, ADetectCodePage, ACodePage);
+    // The missing-handler errors come before the input is touched and reach
+    // no handler; everything after them (reading the input, an unknown
+    // encoding, a size limit, memory) is a failure of the parse.
+    CheckHandlers();
+    try {
+      FParser = CreateParser(AStream, false, ADetectCodePage, ACodePage);
+    } catch (...) {
+      HandleParseFailure(std::current_exception());
+    }
     InternalParse();
   } catch (...) {
     cleanup();
@@ -424,10 +565,27 @@ void TXoSAXReader::DoParse(TStream* AStream, bool AOwnsStream, bool ADetectCodeP
   cleanup();
 }
 
-void TXoSAXReader::HandleParseFailure(const std::exception_ptr& AError) {
-  bool eof = false;
+std::exception_ptr XoLibraryException(const std::exception_ptr& AError) {
   try {
     std::rethrow_exception(AError);
+  } catch (const Exception&) {
+    return AError;
+  } catch (const std::bad_alloc&) {
+    return std::make_exception_ptr(EXoException(u"Out of memory"));
+  } catch (const std::exception& e) {
+    return std::make_exception_ptr(EXoException(XoUTF8ToUTF16(e.what())));
+  } catch (...) {
+    return std::make_exception_ptr(EXoException(u"Unknown error"));
+  }
+}
+
+void TXoSAXReader::HandleParseFailure(const std::exception_ptr& AFailure) {
+  // What leaves a parse is always one of the library's exceptions: a failure
+  // of the standard library (memory, a length) is passed on as EXoException.
+  const std::exception_ptr error = XoLibraryException(AFailure);
+  bool eof = false;
+  try {
+    std::rethrow_exception(error);
   } catch (const EXoTextParserEOF&) {
     eof = true;
   } catch (...) {
@@ -446,17 +604,13 @@ void TXoSAXReader::HandleParseFailure(const std::exception_ptr& AError) {
   if (FErrorHandler) {
     XoXMLString msg;
     try {
-      std::rethrow_exception(AError);
+      std::rethrow_exception(error);
     } catch (const Exception& e) {
       msg = e.Message();
-    } catch (const std::exception& e) {
-      msg = XoUTF8ToUTF16(e.what());
-    } catch (...) {
-      msg = u"Unknown error";
     }
     FErrorHandler->FatalError(TIntfPtr<IXoSAXLocator>(this), msg);
   }
-  std::rethrow_exception(AError);
+  std::rethrow_exception(error);
 }
 
 void TXoSAXReader::ParseStream(TStream* AStream, uint16_t ACodePage, const XoXMLString& APublicID) {
@@ -464,7 +618,32 @@ void TXoSAXReader::ParseStream(TStream* AStream, uint16_t ACodePage, const XoXML
 }
 
 void TXoSAXReader::ParseFile(const XoXMLString& AFileName, uint16_t AMode, const XoXMLString& APublicID) {
-  TStream* stream = new TFileStream(AFileName, AMode);
+  ParseOpened([&] { return new TFileStream(AFileName, AMode); }, APublicID);
+}
+
+void TXoSAXReader::ParseFile(const std::string& AFileName, const XoXMLString& APublicID) {
+  ParseOpened([&] { return new TFileStream(AFileName, fmOpenRead | fmShareDenyWrite); }, APublicID);
+}
+
+void TXoSAXReader::ParseOpened(const std::function<TStream*()>& AOpen, const XoXMLString& APublicID) {
+  CheckHandlers();
+  TStream* stream = nullptr;
+  try {
+    stream = AOpen();
+  } catch (...) {
+    // A file that cannot be opened ends the parse like any other failure.
+    FPublicID = APublicID;
+    FUnexpectedEOF = false;
+    FLineNr = FColNr = -1;
+    TXoTextParser* previous = FParser;
+    FParser = nullptr;
+    try {
+      HandleParseFailure(std::current_exception());
+    } catch (...) {
+      FParser = previous;
+      throw;
+    }
+  }
   DoParse(stream, true, true, 0, APublicID);
 }
 
@@ -668,8 +847,8 @@ void TXoSAXEventWriter::EndEntity(const XoXMLString& AName) {
 void TXoSAXEventWriter::ErrorLine(const char* AEvent, const TIntfPtr<IXoSAXLocator>& ALocator,
                                   const XoXMLString& ErrMsg) {
   Name(AEvent);
-  int32_t line = ALocator ? ALocator->GetLineNr() : -1;
-  int32_t col = ALocator ? ALocator->GetColNr() : -1;
+  int64_t line = ALocator ? ALocator->GetLineNr() : -1;
+  int64_t col = ALocator ? ALocator->GetColNr() : -1;
   FBuf += '\t';
   FBuf += std::to_string(line);
   FBuf += '\t';
@@ -692,7 +871,7 @@ void TXoSAXEventWriter::FatalError(const TIntfPtr<IXoSAXLocator>& ALocator, cons
   Flush();
 }
 
-void TXoSAXEventWriter::WriteFatalError(int32_t ALine, int32_t ACol, const XoXMLString& AMessage) {
+void TXoSAXEventWriter::WriteFatalError(int64_t ALine, int64_t ACol, const XoXMLString& AMessage) {
   FFatalErrorSeen = true;
   Name("FatalError");
   FBuf += '\t';

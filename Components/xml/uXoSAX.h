@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -141,7 +142,6 @@ public:
   TXoXMLTextParserCheckFunc CheckCurrChar;
 
 private:
-  static uint16_t InitialCodePage(TStream* AStream, bool ADetectCodePage, uint16_t ACodePage);
   void DecideFromDeclaration();
   [[noreturn]] void RaiseNotWellFormed(const void* AExpected);
 };
@@ -162,8 +162,8 @@ inline constexpr char16_t IID_IXoSAXXMLReader[] = u"{E13EA94C-8AAE-450D-BCA6-03F
 class IXoSAXLocator : public virtual IInterface {
 public:
   virtual int64_t GetPosition() = 0;
-  virtual int32_t GetLineNr() = 0;
-  virtual int32_t GetColNr() = 0;
+  virtual int64_t GetLineNr() = 0;
+  virtual int64_t GetColNr() = 0;
   virtual XoXMLString GetPublicID() = 0;
 };
 
@@ -374,18 +374,47 @@ public:
 
 private:
   void RemoveLevelFrom(int32_t ALevel);
+  void IndexAppended();
+  void UnindexLast();
+  void RebuildIndex();
+  // The slot of the entry for APrefix (hash AHash) in FSlots, or -1.
+  int64_t FindSlot(std::u16string_view APrefix, uint32_t AHash) const;
+  void InsertSlot(uint32_t AHash, int32_t AIndex);
+  void EraseSlot(size_t ASlot);
 
   TXoSAXXMLReader* FOwner;
   uint64_t FVersion = 1;
   // No declaration in the list has a deeper level (it may be too high for a
   // while, never too low), so that most end tags need not look at the list.
   int32_t FMaxLevel = INT32_MIN;
+  // Levels never decrease along the list. A reader keeps it so by nesting;
+  // only records left over by a failed parse, followed by a new parse, break
+  // it, and then removal falls back to scanning the whole list.
+  bool FSorted = true;
   std::vector<std::unique_ptr<TXoSAXNamespace>> FList;
+  // The newest record of each prefix, in an open-addressing table of
+  // (hash, record index) slots, and for each record the index of the previous
+  // record with an equal prefix (-1 for none) and the hash of its prefix:
+  // lookups cost one probe sequence however many declarations are in force.
+  struct TSlot {
+    uint32_t Hash;
+    int32_t Index;  // -1: empty
+  };
+  std::vector<TSlot> FSlots;
+  size_t FSlotsUsed = 0;
+  std::vector<int32_t> FPrevSame;
+  std::vector<uint32_t> FHashes;
   std::vector<std::unique_ptr<TXoSAXNamespace>> FSpare;  // records kept for reuse
 };
 
 // ===========================================================================
 // Readers
+
+// The exception AError as one of the library's: xo exceptions stay as they
+// are; std::bad_alloc becomes EXoException "Out of memory", any other
+// std::exception an EXoException with its what(), anything else "Unknown
+// error". Readers pass on only what this answers.
+std::exception_ptr XoLibraryException(const std::exception_ptr& AError);
 
 // Base of the readers: handlers, the parse entry points and the locator.
 // Created with auto-destroy off: the creator frees it; interface references
@@ -397,8 +426,8 @@ public:
 
   // IXoSAXLocator
   int64_t GetPosition() override;
-  int32_t GetLineNr() override;
-  int32_t GetColNr() override;
+  int64_t GetLineNr() override;
+  int64_t GetColNr() override;
   XoXMLString GetPublicID() override { return FPublicID; }
 
   // IXoSAXXMLReader
@@ -416,6 +445,9 @@ public:
   void ParseStream(TStream* AStream, uint16_t ACodePage = 0, const XoXMLString& APublicID = {}) override;
   void ParseFile(const XoXMLString& AFileName, uint16_t AMode = fmOpenRead | fmShareDenyWrite,
                  const XoXMLString& APublicID = {}) override;
+  // The file name as bytes for the system, such as a program's argument
+  // (names need not be UTF-8); otherwise as the form above.
+  void ParseFile(const std::string& AFileName, const XoXMLString& APublicID = {});
   void ParseBuffer(const void* ABuffer, int64_t ASize, uint16_t ACodePage = 0,
                    const XoXMLString& APublicID = {}) override;
   void Parse(const XoXMLString& AText, const XoXMLString& APublicID = {}) override;
@@ -430,6 +462,9 @@ protected:
 
   // Runs one parse over AStream: creates the scanner, calls InternalParse,
   // frees the scanner (and the stream when AOwnsStream), also on failure.
+  // A file parse: opens with AOpen (a failure to open is reported like any
+  // failure of the parse), then parses with mark detection.
+  void ParseOpened(const std::function<TStream*()>& AOpen, const XoXMLString& APublicID);
   void DoParse(TStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage,
                const XoXMLString& APublicID);
   // Step 1 of a parse: both handlers must be there.
@@ -437,11 +472,11 @@ protected:
   // What every reader does with an exception that ends its parse: note
   // whether it was an unexpected end of input (the locator then answers the
   // start of the construct left open), tell the error handler, raise again.
-  [[noreturn]] void HandleParseFailure(const std::exception_ptr& AError);
+  [[noreturn]] void HandleParseFailure(const std::exception_ptr& AFailure);
 
   XoXMLString FPublicID;
-  int32_t FLineNr = -1;
-  int32_t FColNr = -1;
+  int64_t FLineNr = -1;
+  int64_t FColNr = -1;
   bool FUnexpectedEOF = false;
   TXoTextParser* FParser = nullptr;
   TXoSAXXMAttributes* FEmptyAttributes = nullptr;
@@ -503,7 +538,7 @@ public:
   void Flush();
   bool GetFatalErrorSeen() const { return FFatalErrorSeen; }
   // Writes a FatalError line for a failure that reached no handler.
-  void WriteFatalError(int32_t ALine, int32_t ACol, const XoXMLString& AMessage);
+  void WriteFatalError(int64_t ALine, int64_t ACol, const XoXMLString& AMessage);
 
   void SetDocumentLocator(const TIntfPtr<IXoSAXLocator>& ALocator) override;
   void Characters(const XoXMLString& AText) override;

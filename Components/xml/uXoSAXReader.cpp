@@ -319,8 +319,8 @@ private:
   }
   [[noreturn]] void RaiseNotClosed(P ATagStart) {
     X.SetCursor(reinterpret_cast<const uint8_t*>(ATagStart));
-    int32_t line = X.GetLineNr();
-    int32_t col = X.GetColNr();
+    int64_t line = X.GetLineNr();
+    int64_t col = X.GetColNr();
     Sync();
     throw EXoXMLParseError(_cXoXMLELMNotClosed, {line, col}, cXoXMLErrELMNotClosed);
   }

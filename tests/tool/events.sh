@@ -10,6 +10,18 @@ cp "$T/out" "$T/from-file"
 expect_status 0 sh -c "\"$XO\" events - < \"$EXAMPLES/sample.xml\""
 cmp -s "$T/out" "$T/from-file" || fail "events from standard input differ from the file's"
 
+# Pipes lose nothing: /dev/stdin and a process substitution read like files.
+expect_status 0 sh -c "cat \"$EXAMPLES/sample.xml\" | \"$XO\" events /dev/stdin"
+cmp -s "$T/out" "$T/from-file" || fail "events from a pipe differ from the file's"
+expect_status 0 bash -c "\"$XO\" events <(cat \"$EXAMPLES/sample.xml\")"
+cmp -s "$T/out" "$T/from-file" || fail "events from a process substitution differ from the file's"
+
+# An unknown encoding name of any length gives a short message.
+{ printf '<?xml version="1.0" encoding="'; head -c 100000 /dev/zero | tr '\0' 'x'; printf '"?><a/>'; } >"$T/enc.xml"
+expect_status 1 "$XO" events "$T/enc.xml"
+expect_out "Unknown code page"
+[ "$(wc -c <"$T/out")" -lt 400 ] || fail "the message repeats the whole encoding name"
+
 # Not well-formed: the last line is FatalError, exit 1.
 printf '<a/><b/>' >"$T/bad.xml"
 expect_status 1 "$XO" events "$T/bad.xml"

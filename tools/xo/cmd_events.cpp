@@ -19,23 +19,13 @@ int RunEvents(const std::vector<std::string>& AArgs) {
   reader.SetErrorHandler(xo::TIntfPtr<xo::IXoSAXErrorHandler>(writer));
   int status = kExitOK;
   try {
-    std::unique_ptr<xo::TStream> in = OpenInput(file);
     if (file == "-") {
-      // Standard input is read whole, then treated like a file: a byte-order
-      // mark decides the encoding, else the declaration.
-      xo::TMemoryStream data;
-      char chunk[65536];
-      for (;;) {
-        int64_t n = in->Read(chunk, sizeof chunk);
-        if (n <= 0) break;
-        data.WriteBuffer(chunk, n);
-      }
-      data.SetPosition(0);
-      uint16_t cp = xo::XoGetCodePage(&data);
-      reader.ParseStream(&data, cp, u"-");
-    } else {
+      std::unique_ptr<xo::TStream> in = OpenInput(file);
       uint16_t cp = xo::XoGetCodePage(in.get());
-      reader.ParseStream(in.get(), cp, DisplayName(file));
+      reader.ParseStream(in.get(), cp, u"-");
+    } else {
+      // The name goes to the system as the bytes it was given.
+      reader.ParseFile(file, DisplayName(file));
     }
   } catch (const xo::Exception& e) {
     // Failures the reader reports have been printed by the handler; others

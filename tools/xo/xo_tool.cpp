@@ -41,37 +41,23 @@ int UsageError(const char* ACommand, const std::string& AMessage) {
 
 std::u16string DisplayName(const std::string& AFile) { return xo::XoUTF8ToUTF16(AFile); }
 
-namespace {
-// Standard input read as it comes: no seeking, no size. The readers that need
-// the whole text read it once through Read.
-class TStdIn : public xo::TStream {
-public:
-  int64_t Read(void* ABuffer, int64_t ACount) override {
-    for (;;) {
-      ssize_t n = ::read(STDIN_FILENO, ABuffer, static_cast<size_t>(ACount));
-      if (n >= 0) {
-        FPos += n;
-        return n;
-      }
-      if (errno == EINTR) continue;
-      throw xo::EReadError(u"Cannot read standard input. %s", {std::string(std::strerror(errno))});
-    }
-  }
-  int64_t Write(const void*, int64_t) override { throw xo::EWriteError(u"Stream write error"); }
-  int64_t Seek(int64_t AOffset, xo::TSeekOrigin AOrigin) override {
-    // Only "where am I" can be answered without moving.
-    if (AOffset == 0 && AOrigin == xo::soCurrent) return FPos;
-    throw xo::EStreamError(u"Standard input cannot seek");
-  }
-
-private:
-  int64_t FPos = 0;
-};
-}  // namespace
-
 std::unique_ptr<xo::TStream> OpenInput(const std::string& AFile) {
-  if (AFile == "-") return std::make_unique<TStdIn>();
-  return std::make_unique<xo::TFileStream>(AFile, xo::fmOpenRead | xo::fmShareDenyWrite);
+  if (AFile != "-") return std::make_unique<xo::TFileStream>(AFile, xo::fmOpenRead | xo::fmShareDenyWrite);
+  // Standard input is read whole (up to the readers' size limit), so that
+  // every command can treat it like a file: seek, look for a byte-order mark.
+  auto data = std::make_unique<xo::TMemoryStream>();
+  const int64_t limit = xo::XoGetMaxInputSize();
+  char chunk[65536];
+  for (;;) {
+    ssize_t n = ::read(STDIN_FILENO, chunk, sizeof chunk);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) throw xo::EReadError(u"Cannot read standard input. %s", {std::string(std::strerror(errno))});
+    if (n == 0) break;
+    if (data->GetSize() + n > limit) throw xo::EXoInputTooLarge(limit);
+    data->WriteBuffer(chunk, n);
+  }
+  data->SetPosition(0);
+  return data;
 }
 
 int64_t TStdOut::Read(void*, int64_t) { throw xo::EReadError(u"Stream read error"); }

@@ -42,8 +42,10 @@ int UsageError(const char* ACommand, const std::string& AMessage);
 // they are valid, each invalid byte as U+FFFD. Standard input shows as "-".
 std::u16string DisplayName(const std::string& AFile);
 
-// Opens FILE for reading: "-" is standard input, anything else a file whose
-// name is passed to the system byte for byte (names need not be UTF-8).
+// Opens FILE for reading: anything but "-" is a file whose name is passed to
+// the system byte for byte (names need not be UTF-8); "-" is standard input,
+// read whole into memory (up to XoGetMaxInputSize bytes) so that it can be
+// treated like a file.
 std::unique_ptr<xo::TStream> OpenInput(const std::string& AFile);
 
 // Standard output as a TStream. Write failures are remembered, not thrown, so
