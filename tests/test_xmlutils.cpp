@@ -540,3 +540,44 @@ TEST(XoXMLToVariant, UnsupportedTypeCodes) {
             u"XoXMLToVariant(); Unsupported VarType");
   EXPECT_THROW(XoXMLToVariant(u"x", varUInt64), Exception);
 }
+
+// The forms a C++ caller reaches with views, literals, strings, UTF-8 text
+// and variants, each landing on the form it means.
+TEST(XoXMLUtilsOverloads, EachCallReachesTheFormItMeans) {
+  std::u16string s = u"42";
+  std::u16string_view v = s;
+  EXPECT_EQ(XoXMLToInt(u"42"), 42);
+  EXPECT_EQ(XoXMLToInt(s), 42);
+  EXPECT_EQ(XoXMLToInt(v.substr(0, 1)), 4);
+  EXPECT_EQ(XoXMLToIntDef(u"abc", 7), 7);
+  EXPECT_EQ(XoXMLToInt(Variant(u"42"), 7), 42);
+  EXPECT_EQ(XoXMLToInt(Null(), 7), 7);
+  // UTF-8 text converts at the call.
+  EXPECT_EQ(XoXMLToInt("42"), 42);
+  EXPECT_EQ(XoXMLToIntDef(std::string("x"), 7), 7);
+  EXPECT_EQ(XoXMLToUInt64("-1"), UINT64_MAX);
+  EXPECT_EQ(XoXMLToDouble("2.5"), 2.5);
+  EXPECT_TRUE(XoXMLToBool("TRUE"));
+  EXPECT_THROW(XoXMLToShortint("x"), EConvertError);
+  {
+    xo_test::ScopedTZ tz("UTC");
+    EXPECT_EQ(XoXMLToDateTime("2024-01-01T12:00:00Z", tzfUTC), XoXMLToDateTime(u"2024-01-01T12:00:00Z", tzfUTC));
+    EXPECT_EQ(XoXMLToTimeDef("bad", 0.25, xdtfLocal), 0.25);
+    EXPECT_EQ(XoXMLToDate("2024-01-01"), XoXMLToDate(u"2024-01-01"));
+    EXPECT_EQ(XoXMLToTime(Variant(u"12:00:00"), 0.0, tzfNone), 0.5);
+  }
+  EXPECT_EQ(XoXMLToDuration("P1M").Months, 1);
+  EXPECT_EQ(XoXMLToValue("7", "System.Integer").AsInteger(), 7);
+  // XoXMLToStr: text decodes, a variant alone gives "" for null.
+  EXPECT_EQ(XoXMLToStr(u"a&amp;b"), u"a&b");
+  EXPECT_EQ(XoXMLToStr(std::u16string(u"&lt;")), u"<");
+  EXPECT_EQ(XoXMLToStr(Null()), u"");
+  EXPECT_EQ(XoXMLToStr(Null(), u"none"), u"none");
+  EXPECT_EQ(XoXMLToStr(Variant(u"x&gt;")), u"x>");
+  EXPECT_EQ(XoXMLToStr(std::string_view("&lt;")), "<");  // the 8-bit form
+  // The stream form of the escaping takes a view too.
+  TXoStringStream out(1200);
+  XoStrToXML(std::u16string_view(u"<a'>"), &out, true, false);
+  XoStrToXML(u"&", &out, false, false);
+  EXPECT_EQ(out.GetWString(), u"&lt;a&apos;&gt;&amp;");
+}

@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -214,6 +215,24 @@ private:
 
   TXoVarArray& MutableArray();
   const TXoVarArray& ArrayRef() const;
+};
+
+// ---------------------------------------------------------------------------
+// The parameter type of a Variant form that stands beside a text form of the
+// same name (XoXMLToInt(text) and XoXMLToInt(variant, default)). It binds to
+// a Variant and to nothing that merely converts to one, so a call with text
+// reaches the text form or does not compile; it never becomes a Variant by
+// accident. It refers to the caller's Variant for the length of the call.
+class TXoVariantArg {
+public:
+  template <class V>
+    requires std::is_same_v<std::remove_cvref_t<V>, Variant>
+  TXoVariantArg(const V& AValue) noexcept : FValue(AValue) {}
+  operator const Variant&() const noexcept { return FValue; }
+  const Variant& Value() const noexcept { return FValue; }
+
+private:
+  const Variant& FValue;
 };
 
 // ---------------------------------------------------------------------------

@@ -100,7 +100,8 @@ int8_t XoXMLToShortint(std::u16string_view AText) {
 int8_t XoXMLToShortintDef(std::u16string_view AText, int8_t ADefault) {
   return IsEmptyText(AText) ? 0 : static_cast<int8_t>(StrToIntDef(AText, ADefault));
 }
-int8_t XoXMLToShortint(const Variant& AValue, int8_t ADefault) {
+int8_t XoXMLToShortint(TXoVariantArg AArg, int8_t ADefault) {
+  const Variant& AValue = AArg;
   return static_cast<int8_t>(VarToIntegerBits<false>(AValue, ADefault, u"shortint"));
 }
 
@@ -110,7 +111,8 @@ int16_t XoXMLToSmallint(std::u16string_view AText) {
 int16_t XoXMLToSmallintDef(std::u16string_view AText, int16_t ADefault) {
   return IsEmptyText(AText) ? 0 : static_cast<int16_t>(StrToIntDef(AText, ADefault));
 }
-int16_t XoXMLToSmallint(const Variant& AValue, int16_t ADefault) {
+int16_t XoXMLToSmallint(TXoVariantArg AArg, int16_t ADefault) {
+  const Variant& AValue = AArg;
   return static_cast<int16_t>(VarToIntegerBits<false>(AValue, ADefault, u"smallint"));
 }
 
@@ -118,7 +120,8 @@ int32_t XoXMLToInt(std::u16string_view AText) { return IsEmptyText(AText) ? 0 : 
 int32_t XoXMLToIntDef(std::u16string_view AText, int32_t ADefault) {
   return IsEmptyText(AText) ? 0 : StrToIntDef(AText, ADefault);
 }
-int32_t XoXMLToInt(const Variant& AValue, int32_t ADefault) {
+int32_t XoXMLToInt(TXoVariantArg AArg, int32_t ADefault) {
+  const Variant& AValue = AArg;
   return static_cast<int32_t>(VarToIntegerBits<false>(AValue, ADefault, u"integer"));
 }
 
@@ -126,7 +129,8 @@ int64_t XoXMLToInt64(std::u16string_view AText) { return IsEmptyText(AText) ? 0 
 int64_t XoXMLToInt64Def(std::u16string_view AText, int64_t ADefault) {
   return IsEmptyText(AText) ? 0 : StrToInt64Def(AText, ADefault);
 }
-int64_t XoXMLToInt64(const Variant& AValue, int64_t ADefault) {
+int64_t XoXMLToInt64(TXoVariantArg AArg, int64_t ADefault) {
+  const Variant& AValue = AArg;
   return VarToIntegerBits<true>(AValue, ADefault, u"integer");
 }
 
@@ -136,7 +140,8 @@ uint8_t XoXMLToByte(std::u16string_view AText) {
 uint8_t XoXMLToByteDef(std::u16string_view AText, uint8_t ADefault) {
   return IsEmptyText(AText) ? 0 : static_cast<uint8_t>(StrToIntDef(AText, ADefault));
 }
-uint8_t XoXMLToByte(const Variant& AValue, uint8_t ADefault) {
+uint8_t XoXMLToByte(TXoVariantArg AArg, uint8_t ADefault) {
+  const Variant& AValue = AArg;
   return static_cast<uint8_t>(VarToIntegerBits<false>(AValue, ADefault, u"Byte"));
 }
 
@@ -146,7 +151,8 @@ uint16_t XoXMLToWord(std::u16string_view AText) {
 uint16_t XoXMLToWordDef(std::u16string_view AText, uint16_t ADefault) {
   return IsEmptyText(AText) ? 0 : static_cast<uint16_t>(StrToIntDef(AText, ADefault));
 }
-uint16_t XoXMLToWord(const Variant& AValue, uint16_t ADefault) {
+uint16_t XoXMLToWord(TXoVariantArg AArg, uint16_t ADefault) {
+  const Variant& AValue = AArg;
   return static_cast<uint16_t>(VarToIntegerBits<false>(AValue, ADefault, u"Word"));
 }
 
@@ -157,7 +163,8 @@ uint32_t XoXMLToLongwordDef(std::u16string_view AText, uint32_t ADefault) {
   return IsEmptyText(AText) ? 0
                             : static_cast<uint32_t>(StrToIntDef(AText, static_cast<int32_t>(ADefault)));
 }
-uint32_t XoXMLToLongword(const Variant& AValue, uint32_t ADefault) {
+uint32_t XoXMLToLongword(TXoVariantArg AArg, uint32_t ADefault) {
+  const Variant& AValue = AArg;
   return static_cast<uint32_t>(VarToIntegerBits<false>(AValue, ADefault, u"LongWord"));
 }
 
@@ -168,7 +175,8 @@ uint64_t XoXMLToUInt64Def(std::u16string_view AText, uint64_t ADefault) {
   return IsEmptyText(AText) ? 0
                             : static_cast<uint64_t>(StrToInt64Def(AText, static_cast<int64_t>(ADefault)));
 }
-uint64_t XoXMLToUInt64(const Variant& AValue, uint64_t ADefault) {
+uint64_t XoXMLToUInt64(TXoVariantArg AArg, uint64_t ADefault) {
+  const Variant& AValue = AArg;
   return static_cast<uint64_t>(VarToIntegerBits<true>(AValue, static_cast<int64_t>(ADefault), u"integer"));
 }
 
@@ -187,7 +195,8 @@ float XoXMLToSingleDef(std::u16string_view AText, float ADefault) {
   float f;
   return TryStrToFloat(AText, f) ? f : ADefault;
 }
-float XoXMLToSingle(const Variant& AValue, float ADefault) {
+float XoXMLToSingle(TXoVariantArg AArg, float ADefault) {
+  const Variant& AValue = AArg;
   // Dates are not real values for this target.
   return VarToReal<float>(AValue, ADefault, false, u"Single",
                           [](const std::u16string& s) { return XoXMLToSingle(s); });
@@ -197,7 +206,8 @@ double XoXMLToDouble(std::u16string_view AText) { return IsEmptyText(AText) ? 0 
 double XoXMLToDoubleDef(std::u16string_view AText, double ADefault) {
   return IsEmptyText(AText) ? 0 : StrToFloatDef(AText, ADefault);
 }
-double XoXMLToDouble(const Variant& AValue, double ADefault) {
+double XoXMLToDouble(TXoVariantArg AArg, double ADefault) {
+  const Variant& AValue = AArg;
   return VarToReal<double>(AValue, ADefault, true, u"Double",
                            [](const std::u16string& s) { return XoXMLToDouble(s); });
 }
@@ -208,7 +218,8 @@ long double XoXMLToExtended(std::u16string_view AText) {
 long double XoXMLToExtendedDef(std::u16string_view AText, long double ADefault) {
   return IsEmptyText(AText) ? 0 : StrToExtendedDef(AText, ADefault);
 }
-long double XoXMLToExtended(const Variant& AValue, long double ADefault) {
+long double XoXMLToExtended(TXoVariantArg AArg, long double ADefault) {
+  const Variant& AValue = AArg;
   return VarToReal<long double>(AValue, ADefault, true, u"Extended",
                                 [](const std::u16string& s) { return XoXMLToExtended(s); });
 }
@@ -220,7 +231,8 @@ bool XoXMLToBool(std::u16string_view AText) {
   return AText == u"1" || XoSameText(AText, u"true");
 }
 
-bool XoXMLToBool(const Variant& AValue, bool ADefault) {
+bool XoXMLToBool(TXoVariantArg AArg, bool ADefault) {
+  const Variant& AValue = AArg;
   if (AValue.IsNull()) return ADefault;
   switch (VarMainKind(AValue)) {
     case 1: return (VarInt64Bits(AValue) & 0xFF) != 0;
@@ -236,8 +248,9 @@ bool XoXMLToBool(const Variant& AValue, bool ADefault) {
 // ===========================================================================
 // Strings from variants
 
-XoXMLString XoXMLToStr(const Variant& AValue, const XoXMLString& ADefault) {
-  if (AValue.IsNull()) return ADefault;
+XoXMLString XoXMLToStr(TXoVariantArg AArg, std::u16string_view ADefault) {
+  const Variant& AValue = AArg;
+  if (AValue.IsNull()) return XoXMLString(ADefault);
   switch (VarMainKind(AValue)) {
     case 1:
       if (AValue.VarType() == varUInt64) return UIntToStr(AValue.AsUInt64());

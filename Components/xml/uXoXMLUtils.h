@@ -10,6 +10,10 @@
 //                                 raises the parser's EConvertError;
 //   XoXMLToIntDef(text, Default)  an empty text yields 0, bad text Default;
 //   XoXMLToInt(variant, Default)  null yields Default; see below.
+// The variant form takes a Variant only: XoXMLToInt(u"abc", 7) does not
+// compile (the default belongs to XoXMLToIntDef). Text is UTF-16
+// (std::u16string_view, so literals and strings alike); each reader also has
+// a UTF-8 form taking std::string_view, converted at the call.
 #pragma once
 
 #include <cstdint>
@@ -117,6 +121,7 @@ void XoSetValueSerializer(TXoValueSerializeFunc AFunc);
 // Stream form: appends to AStream (which the caller owns); code 0 is copied.
 void XoStrToXML(const char16_t* AText, int64_t ACount, TXoStringStream* AStream, bool EscapeApos,
                 bool EscapeQuote);
+void XoStrToXML(std::u16string_view AText, TXoStringStream* AStream, bool EscapeApos, bool EscapeQuote);
 // 8-bit form: bytes from 128 on and code 0 are copied.
 std::string XoStrToXML(std::string_view AText, bool EscapeApos, bool EscapeQuote);
 // 16-bit form: code 0 is dropped.
@@ -132,10 +137,11 @@ XoXMLString XoXMLToStr(std::u16string_view AText);
 // is "&", otherwise "'"; g ">", l "<", q "\""), and numeric references are
 // written in the system code page.
 std::string XoXMLToStr(std::string_view AText);
-// Null yields ADefault; numbers, booleans and dates give their XML text,
-// strings are decoded, a one-dimensional array gives each element's decoded
-// text followed by CR LF. Other values raise EConvertError.
-XoXMLString XoXMLToStr(const Variant& AValue, const XoXMLString& ADefault);
+// Null yields ADefault ("" when not given); numbers, booleans and dates give
+// their XML text, strings are decoded, a one-dimensional array gives each
+// element's decoded text followed by CR LF. Other values raise EConvertError.
+// Text never reaches this form (see TXoVariantArg): XoXMLToStr(text) decodes.
+XoXMLString XoXMLToStr(TXoVariantArg AValue, std::u16string_view ADefault = u"");
 
 // The 32-bit key of an entity name of up to eight characters, and the code of
 // the entity with that key (-1 when there is none). Any name with the key of
@@ -148,63 +154,63 @@ int32_t XoEntityCode(std::u16string_view AName);
 
 int8_t XoXMLToShortint(std::u16string_view AText);
 int8_t XoXMLToShortintDef(std::u16string_view AText, int8_t ADefault);
-int8_t XoXMLToShortint(const Variant& AValue, int8_t ADefault);
+int8_t XoXMLToShortint(TXoVariantArg AValue, int8_t ADefault);
 int16_t XoXMLToSmallint(std::u16string_view AText);
 int16_t XoXMLToSmallintDef(std::u16string_view AText, int16_t ADefault);
-int16_t XoXMLToSmallint(const Variant& AValue, int16_t ADefault);
+int16_t XoXMLToSmallint(TXoVariantArg AValue, int16_t ADefault);
 int32_t XoXMLToInt(std::u16string_view AText);
 int32_t XoXMLToIntDef(std::u16string_view AText, int32_t ADefault);
-int32_t XoXMLToInt(const Variant& AValue, int32_t ADefault);
+int32_t XoXMLToInt(TXoVariantArg AValue, int32_t ADefault);
 int64_t XoXMLToInt64(std::u16string_view AText);
 int64_t XoXMLToInt64Def(std::u16string_view AText, int64_t ADefault);
-int64_t XoXMLToInt64(const Variant& AValue, int64_t ADefault);
+int64_t XoXMLToInt64(TXoVariantArg AValue, int64_t ADefault);
 uint8_t XoXMLToByte(std::u16string_view AText);
 uint8_t XoXMLToByteDef(std::u16string_view AText, uint8_t ADefault);
-uint8_t XoXMLToByte(const Variant& AValue, uint8_t ADefault);
+uint8_t XoXMLToByte(TXoVariantArg AValue, uint8_t ADefault);
 uint16_t XoXMLToWord(std::u16string_view AText);
 uint16_t XoXMLToWordDef(std::u16string_view AText, uint16_t ADefault);
-uint16_t XoXMLToWord(const Variant& AValue, uint16_t ADefault);
+uint16_t XoXMLToWord(TXoVariantArg AValue, uint16_t ADefault);
 // Read by the signed 32-bit parser: decimal text must fit a signed 32-bit
 // value ("$FFFFFFFF" gives 4294967295).
 uint32_t XoXMLToLongword(std::u16string_view AText);
 uint32_t XoXMLToLongwordDef(std::u16string_view AText, uint32_t ADefault);
-uint32_t XoXMLToLongword(const Variant& AValue, uint32_t ADefault);
+uint32_t XoXMLToLongword(TXoVariantArg AValue, uint32_t ADefault);
 // Read by the signed 64-bit parser, so the negative text of XoUInt64ToXML
 // comes back to the same bits.
 uint64_t XoXMLToUInt64(std::u16string_view AText);
 uint64_t XoXMLToUInt64Def(std::u16string_view AText, uint64_t ADefault);
-uint64_t XoXMLToUInt64(const Variant& AValue, uint64_t ADefault);
+uint64_t XoXMLToUInt64(TXoVariantArg AValue, uint64_t ADefault);
 float XoXMLToSingle(std::u16string_view AText);
 float XoXMLToSingleDef(std::u16string_view AText, float ADefault);
-float XoXMLToSingle(const Variant& AValue, float ADefault);
+float XoXMLToSingle(TXoVariantArg AValue, float ADefault);
 double XoXMLToDouble(std::u16string_view AText);
 double XoXMLToDoubleDef(std::u16string_view AText, double ADefault);
-double XoXMLToDouble(const Variant& AValue, double ADefault);
+double XoXMLToDouble(TXoVariantArg AValue, double ADefault);
 long double XoXMLToExtended(std::u16string_view AText);
 long double XoXMLToExtendedDef(std::u16string_view AText, long double ADefault);
-long double XoXMLToExtended(const Variant& AValue, long double ADefault);
+long double XoXMLToExtended(TXoVariantArg AValue, long double ADefault);
 
 // True for "1" and for "true" in any case; everything else is false. Never
 // raises.
 bool XoXMLToBool(std::u16string_view AText);
-bool XoXMLToBool(const Variant& AValue, bool ADefault);
+bool XoXMLToBool(TXoVariantArg AValue, bool ADefault);
 
 // Dates and times. An empty text and the text "0" yield 0. A zone in the text
 // is honoured: the result is local time for tzfNone and tzfOffset and UTC for
 // tzfUTC; tzfOffset and tzfUTC require a zone in the text.
 TDateTime XoXMLToDate(std::u16string_view AText);
-TDateTime XoXMLToDate(const Variant& AValue, TDateTime ADefault);
+TDateTime XoXMLToDate(TXoVariantArg AValue, TDateTime ADefault);
 TDateTime XoXMLToDateDef(std::u16string_view AText, TDateTime ADefault);
 TDateTime XoXMLToTime(std::u16string_view AText, TXoTimeZoneFormat AFormat = tzfNone);
 TDateTime XoXMLToTime(std::u16string_view AText, TXoXMLDateTimeFormat AFormat);
-TDateTime XoXMLToTime(const Variant& AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat);
-TDateTime XoXMLToTime(const Variant& AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
+TDateTime XoXMLToTime(TXoVariantArg AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat);
+TDateTime XoXMLToTime(TXoVariantArg AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
 TDateTime XoXMLToTimeDef(std::u16string_view AText, TDateTime ADefault, TXoTimeZoneFormat AFormat = tzfNone);
 TDateTime XoXMLToTimeDef(std::u16string_view AText, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
 TDateTime XoXMLToDateTime(std::u16string_view AText, TXoTimeZoneFormat AFormat = tzfNone);
 TDateTime XoXMLToDateTime(std::u16string_view AText, TXoXMLDateTimeFormat AFormat);
-TDateTime XoXMLToDateTime(const Variant& AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat);
-TDateTime XoXMLToDateTime(const Variant& AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
+TDateTime XoXMLToDateTime(TXoVariantArg AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat);
+TDateTime XoXMLToDateTime(TXoVariantArg AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
 TDateTime XoXMLToDateTimeDef(std::u16string_view AText, TDateTime ADefault,
                              TXoTimeZoneFormat AFormat = tzfNone);
 TDateTime XoXMLToDateTimeDef(std::u16string_view AText, TDateTime ADefault, TXoXMLDateTimeFormat AFormat);
@@ -232,5 +238,66 @@ Variant XoXMLToVariant(std::u16string_view AText, std::u16string_view ATypeName)
 // for kinds without a text form.
 TValue XoXMLToValue(std::u16string_view AText, std::u16string_view ATypeName);
 TValue XoXMLToValue(std::u16string_view AText, const TXoTypeInfo* ATypeInfo);
+
+// ===========================================================================
+// UTF-8 forms of the text readers: the text is converted to UTF-16 at the
+// call and read as above. (XoXMLToStr and XoStrToXML keep their 8-bit forms,
+// which read the system code page.)
+
+#define XO_XML_UTF8_READER(RESULT, NAME)                                                  \
+  inline RESULT NAME(std::string_view AText) { return NAME(XoUTF8ToUTF16(AText)); }       \
+  inline RESULT NAME##Def(std::string_view AText, RESULT ADefault) {                      \
+    return NAME##Def(XoUTF8ToUTF16(AText), ADefault);                                   \
+  }
+XO_XML_UTF8_READER(int8_t, XoXMLToShortint)
+XO_XML_UTF8_READER(int16_t, XoXMLToSmallint)
+XO_XML_UTF8_READER(int32_t, XoXMLToInt)
+XO_XML_UTF8_READER(int64_t, XoXMLToInt64)
+XO_XML_UTF8_READER(uint8_t, XoXMLToByte)
+XO_XML_UTF8_READER(uint16_t, XoXMLToWord)
+XO_XML_UTF8_READER(uint32_t, XoXMLToLongword)
+XO_XML_UTF8_READER(uint64_t, XoXMLToUInt64)
+XO_XML_UTF8_READER(float, XoXMLToSingle)
+XO_XML_UTF8_READER(double, XoXMLToDouble)
+XO_XML_UTF8_READER(long double, XoXMLToExtended)
+#undef XO_XML_UTF8_READER
+
+inline bool XoXMLToBool(std::string_view AText) { return XoXMLToBool(XoUTF8ToUTF16(AText)); }
+inline TDateTime XoXMLToDate(std::string_view AText) { return XoXMLToDate(XoUTF8ToUTF16(AText)); }
+inline TDateTime XoXMLToDateDef(std::string_view AText, TDateTime ADefault) {
+  return XoXMLToDateDef(XoUTF8ToUTF16(AText), ADefault);
+}
+inline TDateTime XoXMLToTime(std::string_view AText, TXoTimeZoneFormat AFormat = tzfNone) {
+  return XoXMLToTime(XoUTF8ToUTF16(AText), AFormat);
+}
+inline TDateTime XoXMLToTime(std::string_view AText, TXoXMLDateTimeFormat AFormat) {
+  return XoXMLToTime(XoUTF8ToUTF16(AText), AFormat);
+}
+inline TDateTime XoXMLToTimeDef(std::string_view AText, TDateTime ADefault, TXoTimeZoneFormat AFormat = tzfNone) {
+  return XoXMLToTimeDef(XoUTF8ToUTF16(AText), ADefault, AFormat);
+}
+inline TDateTime XoXMLToTimeDef(std::string_view AText, TDateTime ADefault, TXoXMLDateTimeFormat AFormat) {
+  return XoXMLToTimeDef(XoUTF8ToUTF16(AText), ADefault, AFormat);
+}
+inline TDateTime XoXMLToDateTime(std::string_view AText, TXoTimeZoneFormat AFormat = tzfNone) {
+  return XoXMLToDateTime(XoUTF8ToUTF16(AText), AFormat);
+}
+inline TDateTime XoXMLToDateTime(std::string_view AText, TXoXMLDateTimeFormat AFormat) {
+  return XoXMLToDateTime(XoUTF8ToUTF16(AText), AFormat);
+}
+inline TDateTime XoXMLToDateTimeDef(std::string_view AText, TDateTime ADefault,
+                                    TXoTimeZoneFormat AFormat = tzfNone) {
+  return XoXMLToDateTimeDef(XoUTF8ToUTF16(AText), ADefault, AFormat);
+}
+inline TDateTime XoXMLToDateTimeDef(std::string_view AText, TDateTime ADefault, TXoXMLDateTimeFormat AFormat) {
+  return XoXMLToDateTimeDef(XoUTF8ToUTF16(AText), ADefault, AFormat);
+}
+inline TXoDuration XoXMLToDuration(std::string_view AText) { return XoXMLToDuration(XoUTF8ToUTF16(AText)); }
+inline TValue XoXMLToValue(std::string_view AText, std::string_view ATypeName) {
+  return XoXMLToValue(XoUTF8ToUTF16(AText), XoUTF8ToUTF16(ATypeName));
+}
+inline TValue XoXMLToValue(std::string_view AText, const TXoTypeInfo* ATypeInfo) {
+  return XoXMLToValue(XoUTF8ToUTF16(AText), ATypeInfo);
+}
 
 }  // namespace xo

@@ -245,25 +245,30 @@ TDateTime VarToDateTime(const Variant& V, TDateTime ADefault, const char16_t* AT
 
 }  // namespace
 
-TDateTime XoXMLToDate(const Variant& AValue, TDateTime ADefault) {
+TDateTime XoXMLToDate(TXoVariantArg AArg, TDateTime ADefault) {
+  const Variant& AValue = AArg;
   return VarToDateTime(AValue, ADefault, u"Date", [](const std::u16string& s) { return XoXMLToDate(s); });
 }
 
-TDateTime XoXMLToTime(const Variant& AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat) {
+TDateTime XoXMLToTime(TXoVariantArg AArg, TDateTime ADefault, TXoTimeZoneFormat AFormat) {
+  const Variant& AValue = AArg;
   return VarToDateTime(AValue, ADefault, u"Time",
                        [AFormat](const std::u16string& s) { return XoXMLToTime(s, AFormat); });
 }
 
-TDateTime XoXMLToTime(const Variant& AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat) {
+TDateTime XoXMLToTime(TXoVariantArg AArg, TDateTime ADefault, TXoXMLDateTimeFormat AFormat) {
+  const Variant& AValue = AArg;
   return XoXMLToTime(AValue, ADefault, XoTimeZoneFormat(AFormat));
 }
 
-TDateTime XoXMLToDateTime(const Variant& AValue, TDateTime ADefault, TXoTimeZoneFormat AFormat) {
+TDateTime XoXMLToDateTime(TXoVariantArg AArg, TDateTime ADefault, TXoTimeZoneFormat AFormat) {
+  const Variant& AValue = AArg;
   return VarToDateTime(AValue, ADefault, u"DateTime",
                        [AFormat](const std::u16string& s) { return XoXMLToDateTime(s, AFormat); });
 }
 
-TDateTime XoXMLToDateTime(const Variant& AValue, TDateTime ADefault, TXoXMLDateTimeFormat AFormat) {
+TDateTime XoXMLToDateTime(TXoVariantArg AArg, TDateTime ADefault, TXoXMLDateTimeFormat AFormat) {
+  const Variant& AValue = AArg;
   return XoXMLToDateTime(AValue, ADefault, XoTimeZoneFormat(AFormat));
 }
 

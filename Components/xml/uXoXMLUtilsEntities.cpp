@@ -209,6 +209,10 @@ void EscapeToBuffer(std::basic_string<C>& ADest, const C* p, size_t ALen, size_t
 
 }  // namespace
 
+void XoStrToXML(std::u16string_view AText, TXoStringStream* AStream, bool EscapeApos, bool EscapeQuote) {
+  XoStrToXML(AText.data(), static_cast<int64_t>(AText.size()), AStream, EscapeApos, EscapeQuote);
+}
+
 void XoStrToXML(const char16_t* AText, int64_t ACount, TXoStringStream* AStream, bool EscapeApos,
                 bool EscapeQuote) {
   if (!AText || ACount <= 0 || !AStream) return;

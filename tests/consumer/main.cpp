@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "uXoClasses.h"
+#include "uXoXMLUtils.h"
 #include "uXoXSTypes.h"
 
 int main() {
@@ -21,6 +22,8 @@ int main() {
     return 1;
   } catch (const xo::EArgumentOutOfRangeException&) {
   }
+  // Readers by UTF-8 text, UTF-16 text and variant.
+  if (xo::XoXMLToInt("42") != 42 || xo::XoXMLToIntDef(u"x", 7) != 7 || xo::XoXMLToInt(xo::Null(), 7) != 7) return 1;
   std::puts("consumer ok");
   return 0;
 }
