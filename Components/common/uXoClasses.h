@@ -439,6 +439,9 @@ private:
 // ===========================================================================
 // Encodings
 
+// Raised by readers for a text in an encoding they cannot read.
+inline constexpr char16_t _SEncodingNotSupported[] = u"The encoding of the text is not supported!";
+
 // Byte-order marks.
 inline constexpr unsigned char cXoUTF8[3] = {0xEF, 0xBB, 0xBF};
 inline constexpr unsigned char cXoUTF16LE[2] = {0xFF, 0xFE};
