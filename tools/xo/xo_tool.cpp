@@ -6,6 +6,7 @@
 #include <iterator>
 #include <cstdio>
 #include <cstring>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace xotool {
@@ -58,6 +59,49 @@ std::unique_ptr<xo::TStream> OpenInput(const std::string& AFile) {
   }
   data->SetPosition(0);
   return data;
+}
+
+void ReadInput(const std::string& AFile, xo::TMemoryStream& AData) {
+  std::unique_ptr<xo::TStream> in = OpenInput(AFile);
+  const int64_t limit = xo::XoGetMaxInputSize();
+  char chunk[65536];
+  for (;;) {
+    int64_t n = in->Read(chunk, sizeof chunk);
+    if (n <= 0) break;
+    if (AData.GetSize() + n > limit) throw xo::EXoInputTooLarge(limit);
+    AData.WriteBuffer(chunk, n);
+  }
+  AData.SetPosition(0);
+}
+
+bool LooksLikeJSON(const uint8_t* AData, size_t ASize) {
+  size_t i = 0;
+  if (ASize >= 3 && AData[0] == 0xEF && AData[1] == 0xBB && AData[2] == 0xBF)
+    i = 3;
+  else if (ASize >= 2 && ((AData[0] == 0xFF && AData[1] == 0xFE) || (AData[0] == 0xFE && AData[1] == 0xFF)))
+    i = 2;
+  while (i < ASize && AData[i] <= 0x20) ++i;
+  return i < ASize && AData[i] != '<';
+}
+
+bool LooksLikeXMLFile(const std::string& AFile) {
+  struct stat st;
+  if (AFile == "-" || ::stat(AFile.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+  try {
+    xo::TFileStream in(AFile, xo::fmOpenRead | xo::fmShareDenyWrite);
+    uint8_t head[4096];
+    const int64_t n = in.Read(head, sizeof head);
+    size_t i = 0;
+    while (i < static_cast<size_t>(n) && head[i] != '<') {
+      if (head[i] > 0x20 && head[i] != 0xEF && head[i] != 0xBB && head[i] != 0xBF && head[i] != 0xFF &&
+          head[i] != 0xFE)
+        return false;
+      ++i;
+    }
+    return i < static_cast<size_t>(n);
+  } catch (const xo::Exception&) {
+    return false;
+  }
 }
 
 int64_t TStdOut::Read(void*, int64_t) { throw xo::EReadError(u"Stream read error"); }

@@ -48,6 +48,22 @@ std::u16string DisplayName(const std::string& AFile);
 // treated like a file.
 std::unique_ptr<xo::TStream> OpenInput(const std::string& AFile);
 
+// Reads the whole input of FILE ("-" for standard input) into memory (up to
+// XoGetMaxInputSize bytes), so that a command can look at its start and then
+// hand it to a reader; pipes and FIFOs lose nothing.
+void ReadInput(const std::string& AFile, xo::TMemoryStream& AData);
+
+// Whether text is JSON rather than XML, decided as the library's loaders
+// decide: by the first significant character (behind a byte-order mark,
+// blanks and the zero bytes of UTF-16), anything but "<" being JSON. An
+// empty text counts as XML.
+bool LooksLikeJSON(const uint8_t* AData, size_t ASize);
+
+// Whether FILE is a regular file whose first significant character is "<"
+// (looked for in its first bytes): such a file can go to the XML reader by
+// name. JSON, pipes, FIFOs and files that cannot be read answer false.
+bool LooksLikeXMLFile(const std::string& AFile);
+
 // Standard output as a TStream. Write failures are remembered, not thrown, so
 // that a command finishes its work; Close flushes and answers whether every
 // byte reached the system.
