@@ -334,9 +334,9 @@ TEST(JSONReader, HandlerFailuresAndLocator) {
   };
   reader.Parse(std::string("[1,\n  \"\xC3\xA9\", 2]"), 65001);
   ASSERT_EQ(where.size(), 3u);
-  EXPECT_EQ(where[0], std::make_pair<int64_t, int64_t>(1, 3));  // behind the number
-  EXPECT_EQ(where[1], std::make_pair<int64_t, int64_t>(2, 5));  // on the closing quote
-  EXPECT_EQ(where[2], std::make_pair<int64_t, int64_t>(2, 9));
+  EXPECT_EQ(where[0], (std::pair<int64_t, int64_t>(1, 3)));  // behind the number
+  EXPECT_EQ(where[1], (std::pair<int64_t, int64_t>(2, 5)));  // on the closing quote
+  EXPECT_EQ(where[2], (std::pair<int64_t, int64_t>(2, 9)));
   // An exception of a handler is told to FatalError and raised unchanged.
   EXPECT_THROW(reader.Parse(std::u16string(u"[\"stop\", 1]")), EConvertError);
   EXPECT_EQ(rec->Fatal, 1);
