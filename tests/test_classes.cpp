@@ -10,6 +10,8 @@
 
 #include "uXoClasses.h"
 
+#include "xo_test_support.h"
+
 using namespace xo;
 
 namespace {
@@ -352,4 +354,75 @@ TEST(Encodings, MarksNamesAndConversions) {
   EXPECT_EQ(TXoEncoding::ConvertA("\x82\xA0", 932), u"あ");
   EXPECT_EQ(TXoEncoding::ConvertA(TXoEncoding::ConvertW(u"日本", 0), 0), u"日本");  // system = UTF-8
   EXPECT_EQ(TXoEncoding::SingleByteTable(28591)[0xE9], u'é');
+}
+
+// ---------------------------------------------------------------------------
+// Containers
+
+namespace {
+struct TFreeCounter : xo::TObject {
+  explicit TFreeCounter(int* ACount) : FCount(ACount) {}
+  ~TFreeCounter() override { ++*FCount; }
+  int* FCount;
+};
+}  // namespace
+
+TEST(Containers, ListsKeepOrderAndRefuseBadIndices) {
+  xo::TList l;
+  int a = 1, b = 2, c = 3;
+  l.Add(&a);
+  l.Add(&b);
+  l.Insert(0, &c);
+  EXPECT_EQ(l.IndexOf(&a), 1);
+  l.Exchange(0, 2);
+  EXPECT_EQ(l.First(), &b);
+  l.Move(0, 2);
+  EXPECT_EQ(l.Last(), &b);
+  EXPECT_EQ(l.Remove(&a), 0);
+  EXPECT_EQ(l.Count(), 2);
+  EXPECT_EQ(xo_test::MessageOf<xo::EListError>([&] { l.Get(5); }), u"List index out of bounds (5)");
+
+  int freed = 0;
+  {
+    xo::TObjectList owns;
+    owns.Add(new TFreeCounter(&freed));
+    owns.Add(new TFreeCounter(&freed));
+    xo::TObject* kept = owns.Extract(owns.GetItem(0));
+    owns.Delete(0);
+    EXPECT_EQ(freed, 1);
+    kept->Free();
+    owns.Add(new TFreeCounter(&freed));
+  }
+  EXPECT_EQ(freed, 3);
+  xo::TObjectList borrows(false);
+  TFreeCounter t(&freed);
+  borrows.Add(&t);
+  borrows.Clear();
+  EXPECT_EQ(freed, 3);
+}
+
+TEST(Containers, StringListsSortFindAndSplit) {
+  xo::TStringList s;
+  s.SetText(u"b=2\r\na=1\nc");
+  EXPECT_EQ(s.Count(), 3);
+  EXPECT_EQ(s.GetValue(u"A"), u"1");
+  EXPECT_EQ(s.Names(0), u"b");
+  s.SetValue(u"d", u"4");
+  s.SetValue(u"b", u"");
+  EXPECT_EQ(s.GetText(), u"a=1\r\nc\r\nd=4\r\n");
+  s.SetSorted(true);
+  s.Add(u"b");
+  s.Add(u"B");  // ignored as a duplicate, ASCII case folded
+  EXPECT_EQ(s.GetCommaText(), u"a=1,b,c,d=4");
+  int32_t at = -1;
+  EXPECT_TRUE(s.Find(u"c", at));
+  EXPECT_EQ(at, 2);
+  EXPECT_FALSE(s.Find(u"bb", at));
+  EXPECT_EQ(at, 2);
+  s.SetDuplicates(xo::dupError);
+  EXPECT_THROW(s.Add(u"c"), xo::EStringListError);
+  xo::TStringList q;
+  q.Add(u"x y");
+  q.Add(u"say \"hi\"");
+  EXPECT_EQ(q.GetCommaText(), u"\"x y\",\"say \"\"hi\"\"\"");
 }

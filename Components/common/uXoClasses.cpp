@@ -621,3 +621,246 @@ TXoStreamBuf::pos_type TXoStreamBuf::seekpos(pos_type APos, std::ios_base::openm
 }
 
 }  // namespace xo
+
+namespace xo {
+
+// ===========================================================================
+// Containers
+
+namespace {
+inline constexpr char16_t _cXoListIndexError[] = u"List index out of bounds (%d)";
+inline constexpr char16_t _cXoDuplicateString[] = u"String list does not allow duplicates";
+}  // namespace
+
+void TList::CheckIndex(int32_t AIndex, int32_t ACount) const {
+  if (AIndex < 0 || AIndex >= ACount) throw EListError(_cXoListIndexError, {AIndex});
+}
+void* TList::Get(int32_t AIndex) const {
+  CheckIndex(AIndex, Count());
+  return FItems[static_cast<size_t>(AIndex)];
+}
+void TList::Put(int32_t AIndex, void* AItem) {
+  CheckIndex(AIndex, Count());
+  FItems[static_cast<size_t>(AIndex)] = AItem;
+}
+int32_t TList::Add(void* AItem) {
+  FItems.push_back(AItem);
+  return Count() - 1;
+}
+void TList::Insert(int32_t AIndex, void* AItem) {
+  CheckIndex(AIndex, Count() + 1);
+  FItems.insert(FItems.begin() + AIndex, AItem);
+}
+void TList::Delete(int32_t AIndex) {
+  CheckIndex(AIndex, Count());
+  FItems.erase(FItems.begin() + AIndex);
+}
+int32_t TList::Remove(void* AItem) {
+  int32_t i = IndexOf(AItem);
+  if (i >= 0) Delete(i);
+  return i;
+}
+int32_t TList::IndexOf(void* AItem) const {
+  for (size_t i = 0; i < FItems.size(); ++i)
+    if (FItems[i] == AItem) return static_cast<int32_t>(i);
+  return -1;
+}
+void TList::Exchange(int32_t AIndex1, int32_t AIndex2) {
+  CheckIndex(AIndex1, Count());
+  CheckIndex(AIndex2, Count());
+  std::swap(FItems[static_cast<size_t>(AIndex1)], FItems[static_cast<size_t>(AIndex2)]);
+}
+void TList::Move(int32_t ACurIndex, int32_t ANewIndex) {
+  if (ACurIndex == ANewIndex) return;
+  CheckIndex(ANewIndex, Count());
+  void* p = Get(ACurIndex);
+  FItems.erase(FItems.begin() + ACurIndex);
+  FItems.insert(FItems.begin() + ANewIndex, p);
+}
+
+void TObjectList::SetItem(int32_t AIndex, TObject* AObject) {
+  TObject* old = GetItem(AIndex);
+  FList.Put(AIndex, AObject);
+  if (FOwnsObjects && old && old != AObject) old->Free();
+}
+void TObjectList::Delete(int32_t AIndex) {
+  TObject* o = GetItem(AIndex);
+  FList.Delete(AIndex);
+  if (FOwnsObjects && o) o->Free();
+}
+int32_t TObjectList::Remove(TObject* AObject) {
+  int32_t i = IndexOf(AObject);
+  if (i >= 0) Delete(i);
+  return i;
+}
+TObject* TObjectList::Extract(TObject* AObject) {
+  int32_t i = IndexOf(AObject);
+  if (i < 0) return nullptr;
+  FList.Delete(i);
+  return AObject;
+}
+void TObjectList::Clear() {
+  while (Count() > 0) Delete(Count() - 1);
+}
+
+void TStringList::CheckIndex(int32_t AIndex) const {
+  if (AIndex < 0 || AIndex >= Count()) throw EStringListError(_cXoListIndexError, {AIndex});
+}
+const std::u16string& TStringList::Get(int32_t AIndex) const {
+  CheckIndex(AIndex);
+  return FItems[static_cast<size_t>(AIndex)].S;
+}
+void TStringList::Put(int32_t AIndex, const std::u16string& AValue) {
+  CheckIndex(AIndex);
+  FItems[static_cast<size_t>(AIndex)].S = AValue;
+}
+TObject* TStringList::GetObject(int32_t AIndex) const {
+  CheckIndex(AIndex);
+  return FItems[static_cast<size_t>(AIndex)].O;
+}
+void TStringList::PutObject(int32_t AIndex, TObject* AObject) {
+  CheckIndex(AIndex);
+  FItems[static_cast<size_t>(AIndex)].O = AObject;
+}
+int TStringList::CompareStrings(std::u16string_view A, std::u16string_view B) const {
+  return FCaseSensitive ? XoCompareStr(A, B) : XoCompareText(A, B);
+}
+bool TStringList::Find(std::u16string_view AValue, int32_t& AIndex) const {
+  int32_t lo = 0, hi = Count() - 1;
+  bool found = false;
+  while (lo <= hi) {
+    int32_t mid = (lo + hi) / 2;
+    int c = CompareStrings(FItems[static_cast<size_t>(mid)].S, AValue);
+    if (c < 0) {
+      lo = mid + 1;
+    } else {
+      hi = mid - 1;
+      if (c == 0) {
+        found = true;
+        if (FDuplicates != dupAccept) lo = mid;
+      }
+    }
+  }
+  AIndex = lo;
+  return found;
+}
+int32_t TStringList::AddObject(const std::u16string& AValue, TObject* AObject) {
+  if (!FSorted) {
+    FItems.push_back({AValue, AObject});
+    return Count() - 1;
+  }
+  int32_t at = 0;
+  if (Find(AValue, at)) {
+    if (FDuplicates == dupIgnore) return at;
+    if (FDuplicates == dupError) throw EStringListError(_cXoDuplicateString);
+  }
+  FItems.insert(FItems.begin() + at, TItem{AValue, AObject});
+  return at;
+}
+void TStringList::Insert(int32_t AIndex, const std::u16string& AValue) {
+  if (AIndex < 0 || AIndex > Count()) throw EStringListError(_cXoListIndexError, {AIndex});
+  FItems.insert(FItems.begin() + AIndex, TItem{AValue, nullptr});
+}
+void TStringList::Delete(int32_t AIndex) {
+  CheckIndex(AIndex);
+  FItems.erase(FItems.begin() + AIndex);
+}
+int32_t TStringList::IndexOf(std::u16string_view AValue) const {
+  if (FSorted) {
+    int32_t at = 0;
+    return Find(AValue, at) ? at : -1;
+  }
+  for (size_t i = 0; i < FItems.size(); ++i)
+    if (CompareStrings(FItems[i].S, AValue) == 0) return static_cast<int32_t>(i);
+  return -1;
+}
+int32_t TStringList::IndexOfName(std::u16string_view AName) const {
+  for (size_t i = 0; i < FItems.size(); ++i) {
+    size_t eq = FItems[i].S.find(u'=');
+    if (eq != std::u16string::npos && CompareStrings(std::u16string_view(FItems[i].S).substr(0, eq), AName) == 0)
+      return static_cast<int32_t>(i);
+  }
+  return -1;
+}
+int32_t TStringList::IndexOfObject(TObject* AObject) const {
+  for (size_t i = 0; i < FItems.size(); ++i)
+    if (FItems[i].O == AObject) return static_cast<int32_t>(i);
+  return -1;
+}
+std::u16string TStringList::Names(int32_t AIndex) const {
+  const std::u16string& s = Get(AIndex);
+  size_t eq = s.find(u'=');
+  return eq == std::u16string::npos ? std::u16string() : s.substr(0, eq);
+}
+std::u16string TStringList::ValueFromIndex(int32_t AIndex) const {
+  const std::u16string& s = Get(AIndex);
+  size_t eq = s.find(u'=');
+  return eq == std::u16string::npos ? std::u16string() : s.substr(eq + 1);
+}
+std::u16string TStringList::GetValue(std::u16string_view AName) const {
+  int32_t i = IndexOfName(AName);
+  return i < 0 ? std::u16string() : ValueFromIndex(i);
+}
+void TStringList::SetValue(std::u16string_view AName, const std::u16string& AValue) {
+  int32_t i = IndexOfName(AName);
+  std::u16string line(AName);
+  line += u'=';
+  line += AValue;
+  if (i >= 0) {
+    if (AValue.empty())
+      Delete(i);
+    else
+      FItems[static_cast<size_t>(i)].S = line;
+  } else if (!AValue.empty()) {
+    Add(line);
+  }
+}
+std::u16string TStringList::GetText() const {
+  std::u16string r;
+  for (const TItem& it : FItems) {
+    r += it.S;
+    r += u"\r\n";
+  }
+  return r;
+}
+void TStringList::SetText(std::u16string_view AText) {
+  Clear();
+  size_t i = 0;
+  while (i < AText.size()) {
+    size_t j = i;
+    while (j < AText.size() && AText[j] != u'\r' && AText[j] != u'\n') ++j;
+    Add(std::u16string(AText.substr(i, j - i)));
+    if (j < AText.size() && AText[j] == u'\r') ++j;
+    if (j < AText.size() && AText[j] == u'\n') ++j;
+    i = j;
+  }
+}
+std::u16string TStringList::GetCommaText() const {
+  std::u16string r;
+  for (size_t i = 0; i < FItems.size(); ++i) {
+    if (i) r += u',';
+    const std::u16string& s = FItems[i].S;
+    bool quote = s.empty() ? false : s.find_first_of(u" ,\"") != std::u16string::npos;
+    if (!quote) {
+      r += s;
+      continue;
+    }
+    r += u'"';
+    for (char16_t c : s) {
+      if (c == u'"') r += u'"';
+      r += c;
+    }
+    r += u'"';
+  }
+  return r;
+}
+void TStringList::Sort() {
+  std::stable_sort(FItems.begin(), FItems.end(),
+                   [this](const TItem& a, const TItem& b) { return CompareStrings(a.S, b.S) < 0; });
+}
+void TStringList::SetSorted(bool AValue) {
+  if (AValue && !FSorted) Sort();
+  FSorted = AValue;
+}
+
+}  // namespace xo

@@ -215,6 +215,123 @@ private:
 };
 
 // ===========================================================================
+// Containers
+
+// An ordered list of untyped pointers (indices from 0). An index outside the
+// list raises EListError "List index out of bounds (%d)".
+class TList : public TObject {
+public:
+  int32_t Count() const { return static_cast<int32_t>(FItems.size()); }
+  void* Get(int32_t AIndex) const;
+  void Put(int32_t AIndex, void* AItem);
+  void* operator[](int32_t AIndex) const { return Get(AIndex); }
+  int32_t Add(void* AItem);
+  void Insert(int32_t AIndex, void* AItem);
+  void Delete(int32_t AIndex);
+  // Removes the first occurrence; returns its index or -1.
+  int32_t Remove(void* AItem);
+  int32_t IndexOf(void* AItem) const;
+  void* First() const { return Get(0); }
+  void* Last() const { return Get(Count() - 1); }
+  void Exchange(int32_t AIndex1, int32_t AIndex2);
+  void Move(int32_t ACurIndex, int32_t ANewIndex);
+  virtual void Clear() { FItems.clear(); }
+  auto begin() const { return FItems.begin(); }
+  auto end() const { return FItems.end(); }
+
+protected:
+  void CheckIndex(int32_t AIndex, int32_t ACount) const;
+  std::vector<void*> FItems;
+};
+
+// A list of objects that frees them on Delete, Remove, Clear and destruction
+// while OwnsObjects is true (the default).
+class TObjectList : public TObject {
+public:
+  explicit TObjectList(bool AOwnsObjects = true) : FOwnsObjects(AOwnsObjects) {}
+  ~TObjectList() override { Clear(); }
+  bool OwnsObjects() const { return FOwnsObjects; }
+  void SetOwnsObjects(bool AValue) { FOwnsObjects = AValue; }
+  int32_t Count() const { return FList.Count(); }
+  TObject* GetItem(int32_t AIndex) const { return static_cast<TObject*>(FList.Get(AIndex)); }
+  void SetItem(int32_t AIndex, TObject* AObject);
+  TObject* operator[](int32_t AIndex) const { return GetItem(AIndex); }
+  int32_t Add(TObject* AObject) { return FList.Add(AObject); }
+  void Insert(int32_t AIndex, TObject* AObject) { FList.Insert(AIndex, AObject); }
+  void Delete(int32_t AIndex);
+  int32_t Remove(TObject* AObject);
+  // Takes the object out without freeing it.
+  TObject* Extract(TObject* AObject);
+  int32_t IndexOf(TObject* AObject) const { return FList.IndexOf(AObject); }
+  TObject* First() const { return GetItem(0); }
+  TObject* Last() const { return GetItem(Count() - 1); }
+  void Clear();
+
+private:
+  TList FList;
+  bool FOwnsObjects;
+};
+
+// A list of strings, each with an optional object (never owned). Sorted
+// lists keep their order on Add and find by binary search; Duplicates
+// decides what a sorted Add does with a string already present.
+enum TDuplicates : uint8_t { dupIgnore, dupAccept, dupError };
+
+class TStringList : public TObject {
+public:
+  int32_t Count() const { return static_cast<int32_t>(FItems.size()); }
+  const std::u16string& Get(int32_t AIndex) const;
+  void Put(int32_t AIndex, const std::u16string& AValue);
+  const std::u16string& operator[](int32_t AIndex) const { return Get(AIndex); }
+  TObject* GetObject(int32_t AIndex) const;
+  void PutObject(int32_t AIndex, TObject* AObject);
+  int32_t Add(const std::u16string& AValue) { return AddObject(AValue, nullptr); }
+  int32_t AddObject(const std::u16string& AValue, TObject* AObject);
+  void Insert(int32_t AIndex, const std::u16string& AValue);
+  void Delete(int32_t AIndex);
+  void Clear() { FItems.clear(); }
+  int32_t IndexOf(std::u16string_view AValue) const;
+  int32_t IndexOfName(std::u16string_view AName) const;
+  int32_t IndexOfObject(TObject* AObject) const;
+  // "name=value" lines: the part before the first "=" and the part behind.
+  std::u16string Names(int32_t AIndex) const;
+  std::u16string ValueFromIndex(int32_t AIndex) const;
+  std::u16string GetValue(std::u16string_view AName) const;
+  void SetValue(std::u16string_view AName, const std::u16string& AValue);
+  // The strings joined with CR LF behind each; setting splits at CR LF, LF
+  // or CR.
+  std::u16string GetText() const;
+  void SetText(std::u16string_view AText);
+  // The strings separated by commas, quoted where they hold a blank, comma
+  // or quote.
+  std::u16string GetCommaText() const;
+  bool GetSorted() const { return FSorted; }
+  void SetSorted(bool AValue);
+  void Sort();
+  bool GetCaseSensitive() const { return FCaseSensitive; }
+  void SetCaseSensitive(bool AValue) { FCaseSensitive = AValue; }
+  TDuplicates GetDuplicates() const { return FDuplicates; }
+  void SetDuplicates(TDuplicates AValue) { FDuplicates = AValue; }
+  // Binary search of a sorted list: true and the index when found, else
+  // false and the index where the string belongs.
+  bool Find(std::u16string_view AValue, int32_t& AIndex) const;
+  auto begin() const { return FItems.begin(); }
+  auto end() const { return FItems.end(); }
+
+private:
+  struct TItem {
+    std::u16string S;
+    TObject* O = nullptr;
+  };
+  int CompareStrings(std::u16string_view A, std::u16string_view B) const;
+  void CheckIndex(int32_t AIndex) const;
+  std::vector<TItem> FItems;
+  bool FSorted = false;
+  bool FCaseSensitive = false;
+  TDuplicates FDuplicates = dupIgnore;
+};
+
+// ===========================================================================
 // Streams
 
 enum TSeekOrigin : int { soBeginning = 0, soCurrent = 1, soEnd = 2 };
