@@ -452,10 +452,10 @@ public:
   virtual XoXMLString GetNamespaceURI();
   virtual XoXMLString GetInnerXML();
   virtual XoXMLString GetFormattedInnerXML();
-  virtual void SetNodeValue(const XoXMLString& AValue);
-  virtual void SetPrefix(const XoXMLString& APrefix);
-  virtual void SetQualifiedName(const XoXMLString& AName);
-  virtual void SetInnerXML(const XoXMLString& AValue);
+  virtual void SetNodeValue(std::u16string_view AValue);
+  virtual void SetPrefix(std::u16string_view APrefix);
+  virtual void SetQualifiedName(std::u16string_view AName);
+  virtual void SetInnerXML(std::u16string_view AValue);
   // Brings the namespace data of this node and everything below it up to
   // date (a loop over the subtree calling RefreshOwnNamespaces).
   virtual void RefreshNamespaces();
@@ -490,7 +490,8 @@ public:
   // In the parent element's typed chain: the node before this one, or the
   // last node of the chain when this is the first.
   TXoDOMNode* PreviousTypedOrLast() const { return FTPrev; }
-  XoXMLString NodePath(bool ALocalName = false, const XoXMLString& AKeyAttribute = {});
+  XoXMLString NodePath(bool ALocalName = false, std::u16string_view AKeyAttribute = {});
+  XoXMLString NodePath(const char16_t*) = delete;  // the flag comes first
 
   TXoDOMNodeType GetNodeType() const { return FNodeType; }
   TXoDOMLoadState GetLoadState() const { return lsUninitialized; }
@@ -598,21 +599,21 @@ public:
   TXoDOMNode* Add(TXoDOMNode* ANode, TXoDOMRelPosition APosition, TXoDOMNode* ARefNode);
   TXoDOMNode* Add(TXoDOMNode* ANode, TXoDOMNode* ARefNode, TXoDOMPosition APosition);
   TXoDOMNode* Delete(TXoDOMNode* ANode);
-  TXoDOMNode* Delete(const XoXMLString& AName, TXoDOMSelectOptions AOptions);
-  TXoDOMNode* Delete(const XoXMLString& AName, TXoDOMSelectOptionList AOptions) {
+  TXoDOMNode* Delete(std::u16string_view AName, TXoDOMSelectOptions AOptions);
+  TXoDOMNode* Delete(std::u16string_view AName, TXoDOMSelectOptionList AOptions) {
     return Delete(AName, TXoDOMSelectOptions(AOptions));
   }
-  TXoDOMNode* Delete(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName);
+  TXoDOMNode* Delete(std::u16string_view ANamespaceURI, std::u16string_view ALocalName);
 
   TXoDOMNode* First();
   TXoDOMNode* Last();
   TXoDOMNode* Next(TXoDOMNode* ANode);
   TXoDOMNode* Previous(TXoDOMNode* ANode);
-  TXoDOMNode* Find(const XoXMLString& AName, TXoDOMSelectOptions AOptions);
-  TXoDOMNode* Find(const XoXMLString& AName, TXoDOMSelectOptionList AOptions) {
+  TXoDOMNode* Find(std::u16string_view AName, TXoDOMSelectOptions AOptions);
+  TXoDOMNode* Find(std::u16string_view AName, TXoDOMSelectOptionList AOptions) {
     return Find(AName, TXoDOMSelectOptions(AOptions));
   }
-  TXoDOMNode* Find(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName);
+  TXoDOMNode* Find(std::u16string_view ANamespaceURI, std::u16string_view ALocalName);
 
   bool GetCaseSensitive() override;
   TXoXPathCollationClass GetCollation() override;
@@ -695,7 +696,7 @@ public:
   TXoDOMAttribute* operator[](int32_t AIndex) { return GetItem(AIndex); }
   // The first namespace declaration (from the front) whose value the
   // collation calls equal to AURI; nil if none.
-  TXoDOMAttribute* FindNamespace(const XoXMLString& AURI);
+  TXoDOMAttribute* FindNamespace(std::u16string_view AURI);
 };
 
 // The enumerators of the lists (MoveNext, GetCurrent), for code that walks a
@@ -749,15 +750,15 @@ public:
   TXoDOMCharacterData();
   TXoDOMObjectImpl* CreateDOMImpl(TXoDOMObject* AObject) override;
   XoXMLString GetNodeValue() override;
-  void SetNodeValue(const XoXMLString& AValue) override;
+  void SetNodeValue(std::u16string_view AValue) override;
   TXoDOMNode* CreateClone() override;
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
 
   // 1-based positions on the decoded value.
-  void AppendStr(const XoXMLString& AText);
+  void AppendStr(std::u16string_view AText);
   void DeleteStr(int32_t AStart, int32_t ALength);
-  void InsertStr(int32_t APosition, const XoXMLString& AText);
-  void ReplaceStr(int32_t AStart, int32_t ALength, const XoXMLString& AText);
+  void InsertStr(int32_t APosition, std::u16string_view AText);
+  void ReplaceStr(int32_t AStart, int32_t ALength, std::u16string_view AText);
   XoXMLString Substring(int32_t AStart, int32_t ALength);
 
   // The stored form (escaped for text, literal for comments and CDATA).
@@ -784,7 +785,7 @@ public:
   TXoDOMComment();
   TXoDOMObjectImpl* CreateDOMImpl(TXoDOMObject* AObject) override;
   XoXMLString GetNodeValue() override { return FNodeValue.Str(); }
-  void SetNodeValue(const XoXMLString& AValue) override { FNodeValue.Assign(AValue); }
+  void SetNodeValue(std::u16string_view AValue) override { FNodeValue.Assign(AValue); }
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
 };
 
@@ -794,7 +795,7 @@ public:
   TXoDOMCDATA();
   TXoDOMObjectImpl* CreateDOMImpl(TXoDOMObject* AObject) override;
   XoXMLString GetNodeValue() override { return FNodeValue.Str(); }
-  void SetNodeValue(const XoXMLString& AValue) override { FNodeValue.Assign(AValue); }
+  void SetNodeValue(std::u16string_view AValue) override { FNodeValue.Assign(AValue); }
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
 };
 
@@ -804,12 +805,12 @@ public:
   TXoDOMAttribute();
   TXoDOMObjectImpl* CreateDOMImpl(TXoDOMObject* AObject) override;
   XoXMLString GetNodeValue() override;
-  void SetNodeValue(const XoXMLString& AValue) override;
+  void SetNodeValue(std::u16string_view AValue) override;
   TXoDOMNode* CreateClone() override;
   XoXMLString GetNamespaceURI() override;
-  virtual void SetNamespaceURI(const XoXMLString& AURI);
-  void SetPrefix(const XoXMLString& APrefix) override;
-  void SetQualifiedName(const XoXMLString& AName) override;
+  virtual void SetNamespaceURI(std::u16string_view AURI);
+  void SetPrefix(std::u16string_view APrefix) override;
+  void SetQualifiedName(std::u16string_view AName) override;
   void SetParentNode(TXoDOMObject* AParent) override;
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
 
@@ -842,7 +843,7 @@ public:
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
   XoXMLString GetData() const { return FData.Str(); }
   std::u16string_view DataView() const { return FData.View(); }
-  void SetData(const XoXMLString& AData) { FData.Assign(AData); }
+  void SetData(std::u16string_view AData) { FData.Assign(AData); }
 
 protected:
   TXoDOMStr FData;
@@ -862,61 +863,61 @@ public:
   TXoDOMNode* AddChild(TXoDOMNode* ANode, TXoDOMNode* ARefNode, TXoDOMPosition APosition) override;
   using TXoDOMNode::AddChild;
   void RemoveChild(TXoDOMNode* ANode) override;
-  TXoDOMText* AddText(const XoXMLString& AText);
-  TXoDOMCDATA* AddCDATA(const XoXMLString& AText);
-  TXoDOMComment* AddComment(const XoXMLString& AText);
-  TXoDOMElement* AddElement(const XoXMLString& AQualifiedName);
-  TXoDOMElement* AddElement(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName);
-  TXoDOMAttribute* AddAttribute(const XoXMLString& AQualifiedName);
-  TXoDOMAttribute* AddAttribute(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName);
-  TXoDOMComment* InsertComment(const XoXMLString& AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
-  TXoDOMText* InsertText(const XoXMLString& AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
-  TXoDOMCDATA* InsertCDATA(const XoXMLString& AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
-  TXoDOMElement* InsertElement(const XoXMLString& AQualifiedName, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
-  TXoDOMElement* InsertElement(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName,
+  TXoDOMText* AddText(std::u16string_view AText);
+  TXoDOMCDATA* AddCDATA(std::u16string_view AText);
+  TXoDOMComment* AddComment(std::u16string_view AText);
+  TXoDOMElement* AddElement(std::u16string_view AQualifiedName);
+  TXoDOMElement* AddElement(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName);
+  TXoDOMAttribute* AddAttribute(std::u16string_view AQualifiedName);
+  TXoDOMAttribute* AddAttribute(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName);
+  TXoDOMComment* InsertComment(std::u16string_view AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
+  TXoDOMText* InsertText(std::u16string_view AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
+  TXoDOMCDATA* InsertCDATA(std::u16string_view AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
+  TXoDOMElement* InsertElement(std::u16string_view AQualifiedName, TXoDOMPosition APosition, TXoDOMNode* ARefElement);
+  TXoDOMElement* InsertElement(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
                                TXoDOMPosition APosition, TXoDOMNode* ARefElement);
   void RemoveElement(TXoDOMElement* AElement) { RemoveChild(AElement); }
-  void RemoveElement(const XoXMLString& AQualifiedName);
-  void RemoveElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName);
+  void RemoveElement(std::u16string_view AQualifiedName);
+  void RemoveElement(std::u16string_view ANamespaceURI, std::u16string_view ALocalName);
   void RemoveAttribute(TXoDOMAttribute* AAttribute) { RemoveChild(AAttribute); }
-  void RemoveAttribute(const XoXMLString& AQualifiedName);
-  void RemoveAttribute(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName);
+  void RemoveAttribute(std::u16string_view AQualifiedName);
+  void RemoveAttribute(std::u16string_view ANamespaceURI, std::u16string_view ALocalName);
 
   // Finding
-  TXoDOMElement* FindElement(const XoXMLString& AName, TXoDOMSelectOptions AOptions = {});
-  TXoDOMElement* FindElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName);
-  TXoDOMAttribute* FindAttribute(const XoXMLString& AName, TXoDOMSelectOptions AOptions = {});
-  TXoDOMAttribute* FindAttribute(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName);
-  TXoDOMElement* FindElement(const XoXMLString& AName, TXoDOMSelectOptionList AOptions) {
+  TXoDOMElement* FindElement(std::u16string_view AName, TXoDOMSelectOptions AOptions = {});
+  TXoDOMElement* FindElement(std::u16string_view ANamespaceURI, std::u16string_view ALocalName);
+  TXoDOMAttribute* FindAttribute(std::u16string_view AName, TXoDOMSelectOptions AOptions = {});
+  TXoDOMAttribute* FindAttribute(std::u16string_view ANamespaceURI, std::u16string_view ALocalName);
+  TXoDOMElement* FindElement(std::u16string_view AName, TXoDOMSelectOptionList AOptions) {
     return FindElement(AName, TXoDOMSelectOptions(AOptions));
   }
-  TXoDOMAttribute* FindAttribute(const XoXMLString& AName, TXoDOMSelectOptionList AOptions) {
+  TXoDOMAttribute* FindAttribute(std::u16string_view AName, TXoDOMSelectOptionList AOptions) {
     return FindAttribute(AName, TXoDOMSelectOptions(AOptions));
   }
-  bool HasAttribute(const XoXMLString& AName, TXoDOMSelectOptionList AOptions) {
+  bool HasAttribute(std::u16string_view AName, TXoDOMSelectOptionList AOptions) {
     return FindAttribute(AName, TXoDOMSelectOptions(AOptions)) != nullptr;
   }
-  bool HasChildElement(const XoXMLString& AName, TXoDOMSelectOptionList AOptions) {
+  bool HasChildElement(std::u16string_view AName, TXoDOMSelectOptionList AOptions) {
     return FindElement(AName, TXoDOMSelectOptions(AOptions)) != nullptr;
   }
-  TXoDOMElement* ElementByName(const XoXMLString& AName, TXoDOMSelectOptionList AOptions,
+  TXoDOMElement* ElementByName(std::u16string_view AName, TXoDOMSelectOptionList AOptions,
                                TXoDOMNodeClass AClass = nullptr) {
     return ElementByName(AName, TXoDOMSelectOptions(AOptions), AClass);
   }
-  TXoDOMAttribute* AttributeByName(const XoXMLString& AName, TXoDOMSelectOptionList AOptions,
+  TXoDOMAttribute* AttributeByName(std::u16string_view AName, TXoDOMSelectOptionList AOptions,
                                    TXoDOMNodeClass AClass = nullptr) {
     return AttributeByName(AName, TXoDOMSelectOptions(AOptions), AClass);
   }
-  bool HasAttribute(const XoXMLString& AName, TXoDOMSelectOptions AOptions = {}) {
+  bool HasAttribute(std::u16string_view AName, TXoDOMSelectOptions AOptions = {}) {
     return FindAttribute(AName, AOptions) != nullptr;
   }
-  bool HasAttribute(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+  bool HasAttribute(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
     return FindAttribute(ANamespaceURI, ALocalName) != nullptr;
   }
-  bool HasChildElement(const XoXMLString& AName, TXoDOMSelectOptions AOptions = {}) {
+  bool HasChildElement(std::u16string_view AName, TXoDOMSelectOptions AOptions = {}) {
     return FindElement(AName, AOptions) != nullptr;
   }
-  bool HasChildElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+  bool HasChildElement(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
     return FindElement(ANamespaceURI, ALocalName) != nullptr;
   }
   bool HasAttributes() override { return FTypedCount[0] > 0; }
@@ -924,15 +925,15 @@ public:
   int32_t AttributeCount() const { return static_cast<int32_t>(FTypedCount[0]); }
   int32_t ElementCount() const { return static_cast<int32_t>(FTypedCount[1]); }
   int32_t CharNodeCount() const { return static_cast<int32_t>(FTypedCount[2]); }
-  TXoDOMElement* ElementByName(const XoXMLString& AName, TXoDOMSelectOptions AOptions,
+  TXoDOMElement* ElementByName(std::u16string_view AName, TXoDOMSelectOptions AOptions,
                                TXoDOMNodeClass AClass = nullptr);
-  TXoDOMAttribute* AttributeByName(const XoXMLString& AName, TXoDOMSelectOptions AOptions,
+  TXoDOMAttribute* AttributeByName(std::u16string_view AName, TXoDOMSelectOptions AOptions,
                                    TXoDOMNodeClass AClass = nullptr);
-  TXoDOMElement* ElementByName(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+  TXoDOMElement* ElementByName(std::u16string_view ANamespaceURI, std::u16string_view ALocalName,
                                TXoDOMSelectCheckOption ACheckOption);
-  TXoDOMAttribute* AttributeByName(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName);
-  TXoDOMElement* ElementByName(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName, bool ACreate);
-  TXoDOMAttribute* AttributeByName(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName,
+  TXoDOMAttribute* AttributeByName(std::u16string_view ANamespaceURI, std::u16string_view ALocalName);
+  TXoDOMElement* ElementByName(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName, bool ACreate);
+  TXoDOMAttribute* AttributeByName(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
                                    bool ACreate);
   TXoDOMElement* ParentElement() const { return dynamic_cast<TXoDOMElement*>(ParentNode()); }
   TXoDOMElement* NextElement() const;
@@ -943,19 +944,21 @@ public:
   TXoDOMAttribute* LastAttribute();
   Variant GetChildElementValue(const Variant& AIndex);
   // Own declarations first, then up the ancestors; nil at the end.
-  TXoDOMAttribute* FindNamespace(const XoXMLString& AURI);
+  TXoDOMAttribute* FindNamespace(std::u16string_view AURI);
   int32_t GetCDATACount();
   TXoDOMCDATA* GetCDATA(int32_t AIndex);
   // Lists the caller owns: this element and (with ARecursive) its descendant
   // elements that match.
-  TXoDOMElementList* CreateElementList(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+  TXoDOMElementList* CreateElementList(std::u16string_view ANamespaceURI, std::u16string_view ALocalName,
                                        bool ARecursive);
-  TXoDOMElementList* CreateElementList(const XoXMLString& AQualifiedName, bool ARecursive);
-  void _GetChildElements(TXoDOMElementList* AList, const XoXMLString& APrefix, const XoXMLString& ALocalName,
+  TXoDOMElementList* CreateElementList(std::u16string_view AQualifiedName, bool ARecursive);
+  // A text in the place of ARecursive would turn into true: refused.
+  TXoDOMElementList* CreateElementList(std::u16string_view, const char16_t*) = delete;
+  void _GetChildElements(TXoDOMElementList* AList, std::u16string_view APrefix, std::u16string_view ALocalName,
                          bool ARecursive, TXoDOMSelectOptions AOptions);
   // One path step after another by element name ("a/b"); with soCreate
   // missing elements are made. A path selection module may replace this.
-  TXoDOMElement* SelectSingleElement(const XoXMLString& APath, TXoDOMSelectOptions AOptions);
+  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions);
 
   // The typed lists (views, made on first use).
   TXoDOMAttrList* Attributes();
@@ -971,25 +974,25 @@ public:
   static TXoDOMNode* NextTyped(TXoDOMNode* ANode) { return ANode->FTNext; }
 
   // Attribute values
-  XoXMLString GetAttribute(const XoXMLString& AQualifiedName);
-  void SetAttribute(const XoXMLString& AQualifiedName, const XoXMLString& AValue);
-  XoXMLString GetAttributeNS(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName);
-  void SetAttributeNS(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName, const XoXMLString& AValue);
+  XoXMLString GetAttribute(std::u16string_view AQualifiedName);
+  void SetAttribute(std::u16string_view AQualifiedName, std::u16string_view AValue);
+  XoXMLString GetAttributeNS(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName);
+  void SetAttributeNS(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName, std::u16string_view AValue);
 
   // Text
   XoXMLString GetNodeValue() override;
   XoXMLString GetText() override;
-  void SetNodeValue(const XoXMLString& AValue) override;
-  void SetNodeValueEx(const XoXMLString& AValue);
+  void SetNodeValue(std::u16string_view AValue) override;
+  void SetNodeValueEx(std::u16string_view AValue);
   void NormalizeTextNodes() override;
   XoXMLString GetInnerXML() override;
   XoXMLString GetFormattedInnerXML() override;
-  void SetInnerXML(const XoXMLString& AValue) override;
+  void SetInnerXML(std::u16string_view AValue) override;
 
   // Namespaces
   XoXMLString GetNamespaceURI() override;
-  virtual void SetNamespaceURI(const XoXMLString& AURI);
-  void SetPrefix(const XoXMLString& APrefix) override;
+  virtual void SetNamespaceURI(std::u16string_view AURI);
+  void SetPrefix(std::u16string_view APrefix) override;
   void SetParentNode(TXoDOMObject* AParent) override;
 
   // Preserve space
@@ -1011,7 +1014,7 @@ public:
   void SetAsDouble(double AValue);
   void SetAsInt64(int64_t AValue);
   void SetAsInteger(int32_t AValue);
-  void SetAsString(const XoXMLString& AValue);
+  void SetAsString(std::u16string_view AValue);
   void SetAsAnsiString(const std::string& AValue);
   void SetAsVariant(const Variant& AValue);
   void SetAsValue(const TValue& AValue);
@@ -1030,11 +1033,11 @@ protected:
   bool UseSchemaInstance();
   // The three lookups with creation of the Parts, on the typed chain AKind
   // (1 attributes, 2 elements).
-  TXoDOMNode* NodeByName(uint8_t AKind, const XoXMLString& AName, TXoDOMSelectOptions AOptions,
+  TXoDOMNode* NodeByName(uint8_t AKind, std::u16string_view AName, TXoDOMSelectOptions AOptions,
                          TXoDOMNodeClass AClass);
-  TXoDOMNode* NodeByName(uint8_t AKind, const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+  TXoDOMNode* NodeByName(uint8_t AKind, std::u16string_view ANamespaceURI, std::u16string_view ALocalName,
                          TXoDOMSelectCheckOption ACheckOption);
-  TXoDOMNode* NodeByName(uint8_t AKind, const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName,
+  TXoDOMNode* NodeByName(uint8_t AKind, std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
                          bool ACreate, TXoDOMNodeClass AClass);
   // The declarations in scope (FNamespaces of the Parts), shared with the
   // parent while this element declares nothing of its own.
@@ -1042,7 +1045,7 @@ protected:
   std::vector<TXoDOMNode*>& MutableScope();
   void SetScope(TXoDOMNSScope* AScope);
   TXoDOMAttribute* ScopeFind(std::u16string_view AQualifiedName);
-  TXoDOMAttribute* ScopeFindNamespace(const XoXMLString& AURI);
+  TXoDOMAttribute* ScopeFindNamespace(std::u16string_view AURI);
 
   TXoDOMNode* FTypedFirst[3] = {nullptr, nullptr, nullptr};  // attributes, elements, text nodes
   uint32_t FTypedCount[3] = {0, 0, 0};
@@ -1065,12 +1068,12 @@ class TXoDOMDocument : public TXoDOMNode {
 public:
   TXoDOMDocument();
   // Loads the text (LoadFromXML).
-  explicit TXoDOMDocument(const XoXMLString& AXML);
+  explicit TXoDOMDocument(std::u16string_view AXML);
   // Loads the stream in the code page (LoadFromStream(AStream, ACodePage)).
   TXoDOMDocument(TStream* AStream, uint16_t ACodePage);
   // Loads the file; the document URI is the file name.
-  TXoDOMDocument(const XoXMLString& AFileName, uint16_t AMode);
-  static TXoDOMDocument* CreateFromText(const XoXMLString& AXML);
+  TXoDOMDocument(std::u16string_view AFileName, uint16_t AMode);
+  static TXoDOMDocument* CreateFromText(std::u16string_view AXML);
   ~TXoDOMDocument() override;
 
   TXoDOMObjectImpl* CreateDOMImpl(TXoDOMObject* AObject) override;
@@ -1084,8 +1087,8 @@ public:
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
 
   virtual void DoXMLLoaded() {}
-  virtual TXoDOMElement* CreateRootNode(const XoXMLString& AQualifiedName);
-  virtual TXoDOMElement* CreateRootNode(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName);
+  virtual TXoDOMElement* CreateRootNode(std::u16string_view AQualifiedName);
+  virtual TXoDOMElement* CreateRootNode(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName);
   // Finds the code page (byte-order mark, then declaration, then UTF-8).
   virtual void LoadFromStream(TStream* AStream);
   void LoadFromStream(TStream* AStream, uint16_t ACodePage) override;
@@ -1093,18 +1096,18 @@ public:
   virtual void SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, bool AWriteBOM);
   using TXoDOMNode::SaveToStream;
 
-  void LoadXML(const XoXMLString& AText);
-  void SetXml(const XoXMLString& AText) { LoadXML(AText); }
+  void LoadXML(std::u16string_view AText);
+  void SetXml(std::u16string_view AText) { LoadXML(AText); }
   void LoadXML(TStream* AStream) { LoadFromStream(AStream); }
-  void LoadXML(const XoXMLString& AFileName, uint16_t AMode);
-  void LoadFromXML(const XoXMLString& AText);
+  void LoadXML(std::u16string_view AFileName, uint16_t AMode);
+  void LoadFromXML(std::u16string_view AText);
   void LoadFromXML(const std::string& AText);
-  void LoadFromFile(const XoXMLString& AFileName, uint16_t AMode = fmOpenRead | fmShareDenyWrite);
-  void SaveToFile(const XoXMLString& AFileName, bool AFormatted = false, bool AWriteBOM = false);
+  void LoadFromFile(std::u16string_view AFileName, uint16_t AMode = fmOpenRead | fmShareDenyWrite);
+  void SaveToFile(std::u16string_view AFileName, bool AFormatted = false, bool AWriteBOM = false);
 
   TXoDOMElement* RootNode() const { return FRootNode; }
   TXoDOMElement* GetRootNode() const { return FRootNode; }
-  TXoDOMComment* AddComment(const XoXMLString& AText);
+  TXoDOMComment* AddComment(std::u16string_view AText);
 
   void SetCaseSensitive(bool AValue);
   void SetCollation(TXoXPathCollationClass ACollation) { FCollation = ACollation; }
@@ -1114,20 +1117,20 @@ public:
   bool GetUseSchemaInstance() const { return FUseSchemaInstance; }
   void SetUseSchemaInstance(bool AValue);
   const XoXMLString& GetDocumentURI() const { return FDocumentURI; }
-  void SetDocumentURI(const XoXMLString& AValue) { FDocumentURI = AValue; }
+  void SetDocumentURI(std::u16string_view AValue) { FDocumentURI = AValue; }
   TXoDOMLoadState GetLoadState() const { return FLoadState; }
 
   XoXMLString GetEncoding() const;
   uint16_t GetCodePage() const { return FCodePage; }
   void SetCodePage(uint16_t ACodePage);
-  void SetEncoding(const XoXMLString& AName);
+  void SetEncoding(std::u16string_view AName);
   void ReCalcEncoding();
-  TXoDOMProcessingInstruction* FindProcessingInstruction(const XoXMLString& AName);
-  XoXMLString GetProcessingInstruction(const XoXMLString& AName);
-  void SetProcessingInstruction(const XoXMLString& AName, const XoXMLString& AData);
+  TXoDOMProcessingInstruction* FindProcessingInstruction(std::u16string_view AName);
+  XoXMLString GetProcessingInstruction(std::u16string_view AName);
+  void SetProcessingInstruction(std::u16string_view AName, std::u16string_view AData);
 
-  TXoDOMElementList* CreateElementList(const XoXMLString& APath, TXoDOMSelectOptions AOptions);
-  TXoDOMElement* SelectSingleElement(const XoXMLString& APath, TXoDOMSelectOptions AOptions);
+  TXoDOMElementList* CreateElementList(std::u16string_view APath, TXoDOMSelectOptions AOptions);
+  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions);
 
 protected:
   friend class TXoDOMParser;
@@ -1166,7 +1169,7 @@ private:
 // Text tools
 
 // The text loaded into a temporary document and written formatted.
-XoXMLString XoFormatXML(const XoXMLString& AXML);
+XoXMLString XoFormatXML(std::u16string_view AXML);
 // Bytes in the system code page, then as above.
 XoXMLString XoFormatXML(const std::string& AXML);
 

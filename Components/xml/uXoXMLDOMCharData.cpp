@@ -24,7 +24,7 @@ TXoDOMObjectImpl* TXoDOMCharacterData::CreateDOMImpl(TXoDOMObject* AObject) {
 
 XoXMLString TXoDOMCharacterData::GetNodeValue() { return XoXMLToStr(FNodeValue.View()); }
 
-void TXoDOMCharacterData::SetNodeValue(const XoXMLString& AValue) {
+void TXoDOMCharacterData::SetNodeValue(std::u16string_view AValue) {
   FNodeValue.Assign(XoStrToXML(AValue, true, true));
 }
 
@@ -34,7 +34,11 @@ TXoDOMNode* TXoDOMCharacterData::CreateClone() {
   return n;
 }
 
-void TXoDOMCharacterData::AppendStr(const XoXMLString& AText) { SetNodeValue(GetNodeValue() + AText); }
+void TXoDOMCharacterData::AppendStr(std::u16string_view AText) {
+  XoXMLString v = GetNodeValue();
+  v.append(AText);
+  SetNodeValue(v);
+}
 
 void TXoDOMCharacterData::DeleteStr(int32_t AStart, int32_t ALength) {
   XoXMLString v = GetNodeValue();
@@ -43,7 +47,7 @@ void TXoDOMCharacterData::DeleteStr(int32_t AStart, int32_t ALength) {
   SetNodeValue(v);
 }
 
-void TXoDOMCharacterData::InsertStr(int32_t APosition, const XoXMLString& AText) {
+void TXoDOMCharacterData::InsertStr(int32_t APosition, std::u16string_view AText) {
   XoXMLString v = GetNodeValue();
   int64_t at = APosition < 1 ? 0 : APosition - 1;
   if (at > static_cast<int64_t>(v.size())) at = static_cast<int64_t>(v.size());
@@ -51,7 +55,7 @@ void TXoDOMCharacterData::InsertStr(int32_t APosition, const XoXMLString& AText)
   SetNodeValue(v);
 }
 
-void TXoDOMCharacterData::ReplaceStr(int32_t AStart, int32_t ALength, const XoXMLString& AText) {
+void TXoDOMCharacterData::ReplaceStr(int32_t AStart, int32_t ALength, std::u16string_view AText) {
   XoXMLString v = GetNodeValue();
   if (AStart >= 1 && AStart <= static_cast<int64_t>(v.size()) && ALength > 0)
     v.erase(static_cast<size_t>(AStart - 1), static_cast<size_t>(ALength));
@@ -104,7 +108,7 @@ TXoDOMObjectImpl* TXoDOMAttribute::CreateDOMImpl(TXoDOMObject* AObject) {
 
 XoXMLString TXoDOMAttribute::GetNodeValue() { return XoXMLToStr(FNodeValue.View()); }
 
-void TXoDOMAttribute::SetNodeValue(const XoXMLString& AValue) {
+void TXoDOMAttribute::SetNodeValue(std::u16string_view AValue) {
   FNodeValue.Assign(XoStrToXML(AValue, false, true));
 }
 
@@ -153,7 +157,7 @@ void TXoDOMAttribute::LookupNamespace() {
   }
 }
 
-void TXoDOMAttribute::SetNamespaceURI(const XoXMLString& AURI) {
+void TXoDOMAttribute::SetNamespaceURI(std::u16string_view AURI) {
   auto* el = dynamic_cast<TXoDOMElement*>(FParent);
   if (!el) {
     SetNsURI(AURI);
@@ -173,12 +177,12 @@ void TXoDOMAttribute::SetNamespaceURI(const XoXMLString& AURI) {
   SetNamespaceSet(false);
 }
 
-void TXoDOMAttribute::SetPrefix(const XoXMLString& APrefix) {
+void TXoDOMAttribute::SetPrefix(std::u16string_view APrefix) {
   TXoDOMNode::SetPrefix(APrefix);
   LookupNamespace();
 }
 
-void TXoDOMAttribute::SetQualifiedName(const XoXMLString& AName) {
+void TXoDOMAttribute::SetQualifiedName(std::u16string_view AName) {
   bool wasNamespace = IsNamespace();
   TXoDOMNode::SetQualifiedName(AName);
   if (Destroying() || (FDOMDocument && FDOMDocument->FLoadState == lsLoading)) return;

@@ -20,7 +20,7 @@ inline constexpr char16_t _cXoDOMNoPI[] = u"There is no processinginstruction \"
 // The text between the first and the second double quote behind the word
 // "encoding" in ALower (a lower-cased declaration), trimmed; empty if the
 // word is not there or the quotes are missing.
-XoXMLString EncodingName(const XoXMLString& ALower, bool* AFound = nullptr) {
+XoXMLString EncodingName(std::u16string_view ALower, bool* AFound = nullptr) {
   size_t at = ALower.find(u"encoding");
   if (AFound) *AFound = at != XoXMLString::npos;
   if (at == XoXMLString::npos) return {};
@@ -53,18 +53,18 @@ TXoDOMDocument::TXoDOMDocument()
   FDOMDocument = this;
 }
 
-TXoDOMDocument::TXoDOMDocument(const XoXMLString& AXML) : TXoDOMDocument() { LoadFromXML(AXML); }
+TXoDOMDocument::TXoDOMDocument(std::u16string_view AXML) : TXoDOMDocument() { LoadFromXML(AXML); }
 
 TXoDOMDocument::TXoDOMDocument(TStream* AStream, uint16_t ACodePage) : TXoDOMDocument() {
   LoadFromStream(AStream, ACodePage);
 }
 
-TXoDOMDocument::TXoDOMDocument(const XoXMLString& AFileName, uint16_t AMode) : TXoDOMDocument() {
+TXoDOMDocument::TXoDOMDocument(std::u16string_view AFileName, uint16_t AMode) : TXoDOMDocument() {
   LoadFromFile(AFileName, AMode);
   FDocumentURI = AFileName;
 }
 
-TXoDOMDocument* TXoDOMDocument::CreateFromText(const XoXMLString& AXML) {
+TXoDOMDocument* TXoDOMDocument::CreateFromText(std::u16string_view AXML) {
   TXoStringStream stream(AXML);
   return new TXoDOMDocument(&stream, stream.CodePage());
 }
@@ -111,7 +111,7 @@ void TXoDOMDocument::RemoveChild(TXoDOMNode* ANode) {
   }
 }
 
-TXoDOMElement* TXoDOMDocument::CreateRootNode(const XoXMLString& AQualifiedName) {
+TXoDOMElement* TXoDOMDocument::CreateRootNode(std::u16string_view AQualifiedName) {
   if (FRootNode) throw EXoDomException(_cXoDOMRootExists);
   auto* e = new TXoDOMElement();
   e->SetQualifiedName(AQualifiedName);
@@ -119,14 +119,14 @@ TXoDOMElement* TXoDOMDocument::CreateRootNode(const XoXMLString& AQualifiedName)
   return e;
 }
 
-TXoDOMElement* TXoDOMDocument::CreateRootNode(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName) {
+TXoDOMElement* TXoDOMDocument::CreateRootNode(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName) {
   TXoDOMElement* e = CreateRootNode(AQualifiedName);
   XoXMLString prefix = e->GetPrefix();
   e->SetAttribute(prefix.empty() ? XoXMLString(u"xmlns") : u"xmlns:" + prefix, ANamespaceURI);
   return e;
 }
 
-TXoDOMComment* TXoDOMDocument::AddComment(const XoXMLString& AText) {
+TXoDOMComment* TXoDOMDocument::AddComment(std::u16string_view AText) {
   auto* c = new TXoDOMComment();
   AppendChild(c);
   c->SetNodeValue(AText);
@@ -182,9 +182,9 @@ void TXoDOMDocument::LoadFromStream(TStream* AStream, uint16_t ACodePage) {
   DoXMLLoaded();
 }
 
-void TXoDOMDocument::LoadXML(const XoXMLString& AText) { LoadFromXML(AText); }
+void TXoDOMDocument::LoadXML(std::u16string_view AText) { LoadFromXML(AText); }
 
-void TXoDOMDocument::LoadFromXML(const XoXMLString& AText) {
+void TXoDOMDocument::LoadFromXML(std::u16string_view AText) {
   if (AText.empty()) return;
   Clear();
   FLoadState = lsLoading;
@@ -214,13 +214,13 @@ void TXoDOMDocument::LoadFromXML(const std::string& AText) {
   DoXMLLoaded();
 }
 
-void TXoDOMDocument::LoadXML(const XoXMLString& AFileName, uint16_t AMode) {
-  TFileStream stream(AFileName, AMode);
+void TXoDOMDocument::LoadXML(std::u16string_view AFileName, uint16_t AMode) {
+  TFileStream stream(XoXMLString(AFileName), AMode);
   LoadFromStream(&stream);
 }
 
-void TXoDOMDocument::LoadFromFile(const XoXMLString& AFileName, uint16_t AMode) {
-  TFileStream stream(AFileName, AMode);
+void TXoDOMDocument::LoadFromFile(std::u16string_view AFileName, uint16_t AMode) {
+  TFileStream stream(XoXMLString(AFileName), AMode);
   FDocumentURI = AFileName;
   LoadFromStream(&stream);
 }
@@ -242,8 +242,8 @@ void TXoDOMDocument::SaveToStream(TStream* AStream, bool AFormatted, bool AWrite
   SaveToStream(AStream, XoCodePage(GetEncoding()), AFormatted, AWriteBOM);
 }
 
-void TXoDOMDocument::SaveToFile(const XoXMLString& AFileName, bool AFormatted, bool AWriteBOM) {
-  TFileStream stream(AFileName, fmCreate);
+void TXoDOMDocument::SaveToFile(std::u16string_view AFileName, bool AFormatted, bool AWriteBOM) {
+  TFileStream stream(XoXMLString(AFileName), fmCreate);
   SaveToStream(&stream, AFormatted, AWriteBOM);
 }
 
@@ -278,20 +278,20 @@ void TXoDOMDocument::SetCodePage(uint16_t ACodePage) {
   FEncoding = XoCodePage(ACodePage);
 }
 
-TXoDOMProcessingInstruction* TXoDOMDocument::FindProcessingInstruction(const XoXMLString& AName) {
+TXoDOMProcessingInstruction* TXoDOMDocument::FindProcessingInstruction(std::u16string_view AName) {
   for (TXoDOMNode* n = FFirstChild; n; n = n->FNext)
     if (n->GetNodeType() == ntProcessingInstruction && XoSameText(n->QualifiedNameView(), AName))
       return static_cast<TXoDOMProcessingInstruction*>(n);
   return nullptr;
 }
 
-XoXMLString TXoDOMDocument::GetProcessingInstruction(const XoXMLString& AName) {
+XoXMLString TXoDOMDocument::GetProcessingInstruction(std::u16string_view AName) {
   TXoDOMProcessingInstruction* pi = FindProcessingInstruction(AName);
   if (!pi) throw EXoDomNotFound(_cXoDOMNoPI, {AName});
   return pi->GetData();
 }
 
-void TXoDOMDocument::SetProcessingInstruction(const XoXMLString& AName, const XoXMLString& AData) {
+void TXoDOMDocument::SetProcessingInstruction(std::u16string_view AName, std::u16string_view AData) {
   TXoDOMProcessingInstruction* pi = FindProcessingInstruction(AName);
   if (!pi) {
     pi = new TXoDOMProcessingInstruction();
@@ -318,7 +318,7 @@ void TXoDOMDocument::ReCalcEncoding() {
   FEncoding = LowerCase(name);
 }
 
-void TXoDOMDocument::SetEncoding(const XoXMLString& AName) {
+void TXoDOMDocument::SetEncoding(std::u16string_view AName) {
   if (AName.empty()) {
     FCodePage = 65001;
     FEncoding = u"UTF-8";
@@ -354,7 +354,7 @@ void TXoDOMDocument::SetEncoding(const XoXMLString& AName) {
 // ---------------------------------------------------------------------------
 // Selection from the document
 
-TXoDOMElement* TXoDOMDocument::SelectSingleElement(const XoXMLString& APath, TXoDOMSelectOptions AOptions) {
+TXoDOMElement* TXoDOMDocument::SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
   // "/root/a/b" or "root/a/b": the first step names the root element.
   std::vector<XoXMLString> steps = XoTokenize(APath, u"/", true);
   TXoDOMElement* root = FRootNode;
@@ -384,7 +384,7 @@ TXoDOMElement* TXoDOMDocument::SelectSingleElement(const XoXMLString& APath, TXo
   return root->SelectSingleElement(rest, AOptions);
 }
 
-TXoDOMElementList* TXoDOMDocument::CreateElementList(const XoXMLString& APath, TXoDOMSelectOptions AOptions) {
+TXoDOMElementList* TXoDOMDocument::CreateElementList(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
   auto* list = new TXoDOMElementList();
   if (TXoDOMElement* e = SelectSingleElement(APath, AOptions - TXoDOMSelectOptions{soCreate})) {
     // Every sibling of the same name under the same parent.

@@ -13,7 +13,7 @@ constexpr uint8_t kAttrs = 1, kElems = 2, kChars = 3;
 
 // The list Find of the Parts on one typed chain of an element, without
 // making a list object.
-TXoDOMNode* FindTyped(TXoDOMElement* AElement, TXoDOMNode* AFirst, const XoXMLString& AName,
+TXoDOMNode* FindTyped(TXoDOMElement* AElement, TXoDOMNode* AFirst, std::u16string_view AName,
                       TXoDOMSelectOptions AOptions) {
   if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive))
     throw Exception(_cXoDOMBothCaseOptions);
@@ -39,8 +39,8 @@ TXoDOMNode* FindTyped(TXoDOMElement* AElement, TXoDOMNode* AFirst, const XoXMLSt
   return nullptr;
 }
 
-TXoDOMNode* FindTypedNS(TXoDOMElement* AElement, TXoDOMNode* AFirst, const XoXMLString& ANamespaceURI,
-                        const XoXMLString& ALocalName) {
+TXoDOMNode* FindTypedNS(TXoDOMElement* AElement, TXoDOMNode* AFirst, std::u16string_view ANamespaceURI,
+                        std::u16string_view ALocalName) {
   if (!AFirst) return nullptr;
   TXoXPathCollationClass coll = AElement->GetCollation();
   for (TXoDOMNode* n = AFirst->PreviousTypedOrLast();;) {
@@ -100,7 +100,7 @@ TXoDOMAttribute* TXoDOMElement::ScopeFind(std::u16string_view AQualifiedName) {
   return nullptr;
 }
 
-TXoDOMAttribute* TXoDOMElement::ScopeFindNamespace(const XoXMLString& AURI) {
+TXoDOMAttribute* TXoDOMElement::ScopeFindNamespace(std::u16string_view AURI) {
   if (!FScope) return nullptr;
   TXoXPathCollationClass coll = GetCollation();
   for (TXoDOMNode* n : FScope->Items) {
@@ -170,35 +170,35 @@ void TXoDOMElement::RemoveChild(TXoDOMNode* ANode) {
   if (declaration && !Destroying()) RefreshNamespaces();
 }
 
-TXoDOMText* TXoDOMElement::AddText(const XoXMLString& AText) {
+TXoDOMText* TXoDOMElement::AddText(std::u16string_view AText) {
   auto* n = new TXoDOMText();
   AppendChild(n);
   n->SetNodeValue(AText);
   return n;
 }
 
-TXoDOMCDATA* TXoDOMElement::AddCDATA(const XoXMLString& AText) {
+TXoDOMCDATA* TXoDOMElement::AddCDATA(std::u16string_view AText) {
   auto* n = new TXoDOMCDATA();
   AppendChild(n);
   n->SetNodeValue(AText);
   return n;
 }
 
-TXoDOMComment* TXoDOMElement::AddComment(const XoXMLString& AText) {
+TXoDOMComment* TXoDOMElement::AddComment(std::u16string_view AText) {
   auto* n = new TXoDOMComment();
   AppendChild(n);
   n->SetNodeValue(AText);
   return n;
 }
 
-TXoDOMElement* TXoDOMElement::AddElement(const XoXMLString& AQualifiedName) {
+TXoDOMElement* TXoDOMElement::AddElement(std::u16string_view AQualifiedName) {
   auto* n = new TXoDOMElement();
   n->SetQualifiedName(AQualifiedName);
   AppendChild(n);
   return n;
 }
 
-TXoDOMElement* TXoDOMElement::AddElement(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName) {
+TXoDOMElement* TXoDOMElement::AddElement(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName) {
   auto* n = new TXoDOMElement();
   n->SetQualifiedName(AQualifiedName);
   n->SetNamespaceURI(ANamespaceURI);
@@ -206,14 +206,14 @@ TXoDOMElement* TXoDOMElement::AddElement(const XoXMLString& ANamespaceURI, const
   return n;
 }
 
-TXoDOMAttribute* TXoDOMElement::AddAttribute(const XoXMLString& AQualifiedName) {
+TXoDOMAttribute* TXoDOMElement::AddAttribute(std::u16string_view AQualifiedName) {
   auto* n = new TXoDOMAttribute();
   n->SetQualifiedName(AQualifiedName);
   AppendChild(n);
   return n;
 }
 
-TXoDOMAttribute* TXoDOMElement::AddAttribute(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName) {
+TXoDOMAttribute* TXoDOMElement::AddAttribute(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName) {
   auto* n = new TXoDOMAttribute();
   n->SetQualifiedName(AQualifiedName);
   n->SetNamespaceURI(ANamespaceURI);
@@ -221,7 +221,7 @@ TXoDOMAttribute* TXoDOMElement::AddAttribute(const XoXMLString& ANamespaceURI, c
   return n;
 }
 
-TXoDOMComment* TXoDOMElement::InsertComment(const XoXMLString& AText, TXoDOMPosition APosition,
+TXoDOMComment* TXoDOMElement::InsertComment(std::u16string_view AText, TXoDOMPosition APosition,
                                             TXoDOMNode* ARefElement) {
   auto* n = new TXoDOMComment();
   AddChild(n, ARefElement, APosition);
@@ -229,14 +229,14 @@ TXoDOMComment* TXoDOMElement::InsertComment(const XoXMLString& AText, TXoDOMPosi
   return n;
 }
 
-TXoDOMText* TXoDOMElement::InsertText(const XoXMLString& AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement) {
+TXoDOMText* TXoDOMElement::InsertText(std::u16string_view AText, TXoDOMPosition APosition, TXoDOMNode* ARefElement) {
   auto* n = new TXoDOMText();
   AddChild(n, ARefElement, APosition);
   n->SetNodeValue(AText);
   return n;
 }
 
-TXoDOMCDATA* TXoDOMElement::InsertCDATA(const XoXMLString& AText, TXoDOMPosition APosition,
+TXoDOMCDATA* TXoDOMElement::InsertCDATA(std::u16string_view AText, TXoDOMPosition APosition,
                                         TXoDOMNode* ARefElement) {
   auto* n = new TXoDOMCDATA();
   AddChild(n, ARefElement, APosition);
@@ -244,7 +244,7 @@ TXoDOMCDATA* TXoDOMElement::InsertCDATA(const XoXMLString& AText, TXoDOMPosition
   return n;
 }
 
-TXoDOMElement* TXoDOMElement::InsertElement(const XoXMLString& AQualifiedName, TXoDOMPosition APosition,
+TXoDOMElement* TXoDOMElement::InsertElement(std::u16string_view AQualifiedName, TXoDOMPosition APosition,
                                             TXoDOMNode* ARefElement) {
   auto* n = new TXoDOMElement();
   n->SetQualifiedName(AQualifiedName);
@@ -252,7 +252,7 @@ TXoDOMElement* TXoDOMElement::InsertElement(const XoXMLString& AQualifiedName, T
   return n;
 }
 
-TXoDOMElement* TXoDOMElement::InsertElement(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName,
+TXoDOMElement* TXoDOMElement::InsertElement(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
                                             TXoDOMPosition APosition, TXoDOMNode* ARefElement) {
   auto* n = new TXoDOMElement();
   n->SetQualifiedName(AQualifiedName);
@@ -261,39 +261,39 @@ TXoDOMElement* TXoDOMElement::InsertElement(const XoXMLString& ANamespaceURI, co
   return n;
 }
 
-void TXoDOMElement::RemoveElement(const XoXMLString& AQualifiedName) {
+void TXoDOMElement::RemoveElement(std::u16string_view AQualifiedName) {
   if (TXoDOMElement* e = ElementByName(AQualifiedName, {soQualifiedName}, nullptr)) RemoveChild(e);
 }
 
-void TXoDOMElement::RemoveElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+void TXoDOMElement::RemoveElement(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
   RemoveChild(ElementByName(ANamespaceURI, ALocalName, coRaise));
 }
 
-void TXoDOMElement::RemoveAttribute(const XoXMLString& AQualifiedName) {
+void TXoDOMElement::RemoveAttribute(std::u16string_view AQualifiedName) {
   if (TXoDOMAttribute* a = AttributeByName(AQualifiedName, {soQualifiedName}, nullptr)) RemoveChild(a);
 }
 
-void TXoDOMElement::RemoveAttribute(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+void TXoDOMElement::RemoveAttribute(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
   RemoveChild(AttributeByName(ANamespaceURI, ALocalName));
 }
 
 // ---------------------------------------------------------------------------
 // Finding
 
-TXoDOMElement* TXoDOMElement::FindElement(const XoXMLString& AName, TXoDOMSelectOptions AOptions) {
+TXoDOMElement* TXoDOMElement::FindElement(std::u16string_view AName, TXoDOMSelectOptions AOptions) {
   return static_cast<TXoDOMElement*>(FindTyped(this, FTypedFirst[1], AName, AOptions));
 }
-TXoDOMElement* TXoDOMElement::FindElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+TXoDOMElement* TXoDOMElement::FindElement(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
   return static_cast<TXoDOMElement*>(FindTypedNS(this, FTypedFirst[1], ANamespaceURI, ALocalName));
 }
-TXoDOMAttribute* TXoDOMElement::FindAttribute(const XoXMLString& AName, TXoDOMSelectOptions AOptions) {
+TXoDOMAttribute* TXoDOMElement::FindAttribute(std::u16string_view AName, TXoDOMSelectOptions AOptions) {
   return static_cast<TXoDOMAttribute*>(FindTyped(this, FTypedFirst[0], AName, AOptions));
 }
-TXoDOMAttribute* TXoDOMElement::FindAttribute(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+TXoDOMAttribute* TXoDOMElement::FindAttribute(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
   return static_cast<TXoDOMAttribute*>(FindTypedNS(this, FTypedFirst[0], ANamespaceURI, ALocalName));
 }
 
-TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, const XoXMLString& AName, TXoDOMSelectOptions AOptions,
+TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, std::u16string_view AName, TXoDOMSelectOptions AOptions,
                                       TXoDOMNodeClass AClass) {
   TXoDOMSelectOptions findOpts = AOptions;
   findOpts.Exclude(soCreate);
@@ -305,7 +305,7 @@ TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, const XoXMLString& AName, T
   return n;
 }
 
-TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, std::u16string_view ANamespaceURI, std::u16string_view ALocalName,
                                       TXoDOMSelectCheckOption ACheckOption) {
   if (TXoDOMNode* n = FindTypedNS(this, FTypedFirst[AKind - 1], ANamespaceURI, ALocalName)) return n;
   switch (ACheckOption) {
@@ -318,16 +318,17 @@ TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, const XoXMLString& ANamespa
   }
   if (TXoDOMAttribute* decl = ScopeFindNamespace(ANamespaceURI)) {
     XoXMLString prefix = decl->NamespacePrefix();
-    return AddElement(prefix.empty() ? ALocalName : prefix + u":" + ALocalName);
+    if (prefix.empty()) return AddElement(ALocalName);
+    return AddElement(prefix + u":" + XoXMLString(ALocalName));
   }
   return AddElement(ANamespaceURI, ALocalName);
 }
 
-TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, const XoXMLString& ANamespaceURI,
-                                      const XoXMLString& AQualifiedName, bool ACreate, TXoDOMNodeClass AClass) {
+TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, std::u16string_view ANamespaceURI,
+                                      std::u16string_view AQualifiedName, bool ACreate, TXoDOMNodeClass AClass) {
   size_t colon = AQualifiedName.find(u':');
-  XoXMLString prefix = colon == XoXMLString::npos ? XoXMLString() : AQualifiedName.substr(0, colon);
-  XoXMLString local = colon == XoXMLString::npos ? AQualifiedName : AQualifiedName.substr(colon + 1);
+  XoXMLString prefix(colon == XoXMLString::npos ? std::u16string_view() : AQualifiedName.substr(0, colon));
+  XoXMLString local(colon == XoXMLString::npos ? AQualifiedName : AQualifiedName.substr(colon + 1));
   if (TXoDOMNode* n = FindTypedNS(this, FTypedFirst[AKind - 1], ANamespaceURI, local)) return n;
   if (!ACreate || !AClass) throw EXoDomNotFound(_cXoDOMNoChildNS, {local, ANamespaceURI});
   TObject* o = AClass->CreateInstance();
@@ -352,28 +353,28 @@ TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, const XoXMLString& ANamespa
   return node;
 }
 
-TXoDOMElement* TXoDOMElement::ElementByName(const XoXMLString& AName, TXoDOMSelectOptions AOptions,
+TXoDOMElement* TXoDOMElement::ElementByName(std::u16string_view AName, TXoDOMSelectOptions AOptions,
                                             TXoDOMNodeClass AClass) {
   return static_cast<TXoDOMElement*>(NodeByName(kElems, AName, AOptions, AClass ? AClass : TXoDOMElement::ClassInfo()));
 }
-TXoDOMAttribute* TXoDOMElement::AttributeByName(const XoXMLString& AName, TXoDOMSelectOptions AOptions,
+TXoDOMAttribute* TXoDOMElement::AttributeByName(std::u16string_view AName, TXoDOMSelectOptions AOptions,
                                                 TXoDOMNodeClass AClass) {
   return static_cast<TXoDOMAttribute*>(
       NodeByName(kAttrs, AName, AOptions, AClass ? AClass : TXoDOMAttribute::ClassInfo()));
 }
-TXoDOMElement* TXoDOMElement::ElementByName(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+TXoDOMElement* TXoDOMElement::ElementByName(std::u16string_view ANamespaceURI, std::u16string_view ALocalName,
                                             TXoDOMSelectCheckOption ACheckOption) {
   return static_cast<TXoDOMElement*>(NodeByName(kElems, ANamespaceURI, ALocalName, ACheckOption));
 }
-TXoDOMAttribute* TXoDOMElement::AttributeByName(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+TXoDOMAttribute* TXoDOMElement::AttributeByName(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
   return static_cast<TXoDOMAttribute*>(NodeByName(kAttrs, ANamespaceURI, ALocalName, coRaise));
 }
-TXoDOMElement* TXoDOMElement::ElementByName(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName,
+TXoDOMElement* TXoDOMElement::ElementByName(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
                                             bool ACreate) {
   return static_cast<TXoDOMElement*>(
       NodeByName(kElems, ANamespaceURI, AQualifiedName, ACreate, TXoDOMElement::ClassInfo()));
 }
-TXoDOMAttribute* TXoDOMElement::AttributeByName(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName,
+TXoDOMAttribute* TXoDOMElement::AttributeByName(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
                                                 bool ACreate) {
   return static_cast<TXoDOMAttribute*>(
       NodeByName(kAttrs, ANamespaceURI, AQualifiedName, ACreate, TXoDOMAttribute::ClassInfo()));
@@ -412,7 +413,7 @@ Variant TXoDOMElement::GetChildElementValue(const Variant& AIndex) {
   return e ? e->GetAsVariant() : Variant::Null();
 }
 
-TXoDOMAttribute* TXoDOMElement::FindNamespace(const XoXMLString& AURI) {
+TXoDOMAttribute* TXoDOMElement::FindNamespace(std::u16string_view AURI) {
   for (TXoDOMElement* e = this; e; e = dynamic_cast<TXoDOMElement*>(e->FParent)) {
     TXoXPathCollationClass coll = e->GetCollation();
     for (TXoDOMNode* n = e->FTypedFirst[0]; n; n = n->FTNext) {
@@ -462,7 +463,7 @@ void CollectElements(TXoDOMElement* AStart, TXoDOMElementList* AList, bool ARecu
 }
 }  // namespace
 
-TXoDOMElementList* TXoDOMElement::CreateElementList(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+TXoDOMElementList* TXoDOMElement::CreateElementList(std::u16string_view ANamespaceURI, std::u16string_view ALocalName,
                                                     bool ARecursive) {
   auto* list = new TXoDOMElementList();
   TXoXPathCollationClass coll = GetCollation();
@@ -472,11 +473,11 @@ TXoDOMElementList* TXoDOMElement::CreateElementList(const XoXMLString& ANamespac
   return list;
 }
 
-TXoDOMElementList* TXoDOMElement::CreateElementList(const XoXMLString& AQualifiedName, bool ARecursive) {
+TXoDOMElementList* TXoDOMElement::CreateElementList(std::u16string_view AQualifiedName, bool ARecursive) {
   auto* list = new TXoDOMElementList();
   size_t colon = AQualifiedName.find(u':');
-  XoXMLString prefix = colon == XoXMLString::npos ? XoXMLString() : AQualifiedName.substr(0, colon);
-  XoXMLString local = colon == XoXMLString::npos ? AQualifiedName : AQualifiedName.substr(colon + 1);
+  XoXMLString prefix(colon == XoXMLString::npos ? std::u16string_view() : AQualifiedName.substr(0, colon));
+  XoXMLString local(colon == XoXMLString::npos ? AQualifiedName : AQualifiedName.substr(colon + 1));
   TXoXPathCollationClass coll = GetCollation();
   CollectElements(this, list, ARecursive, [&](TXoDOMElement* e) {
     return coll->SameText(e->PrefixView(), prefix) && coll->SameText(e->LocalNameView(), local);
@@ -484,8 +485,8 @@ TXoDOMElementList* TXoDOMElement::CreateElementList(const XoXMLString& AQualifie
   return list;
 }
 
-void TXoDOMElement::_GetChildElements(TXoDOMElementList* AList, const XoXMLString& APrefix,
-                                      const XoXMLString& ALocalName, bool ARecursive, TXoDOMSelectOptions AOptions) {
+void TXoDOMElement::_GetChildElements(TXoDOMElementList* AList, std::u16string_view APrefix,
+                                      std::u16string_view ALocalName, bool ARecursive, TXoDOMSelectOptions AOptions) {
   if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive))
     throw Exception(_cXoDOMBothCaseOptions);
   if (AOptions.Contains(soRaise) || AOptions.Contains(soCreate)) throw Exception(_cXoDOMNoRaiseOrCreate);
@@ -502,7 +503,7 @@ void TXoDOMElement::_GetChildElements(TXoDOMElementList* AList, const XoXMLStrin
   });
 }
 
-TXoDOMElement* TXoDOMElement::SelectSingleElement(const XoXMLString& APath, TXoDOMSelectOptions AOptions) {
+TXoDOMElement* TXoDOMElement::SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
   TXoDOMElement* cur = this;
   for (const XoXMLString& step : XoTokenize(APath, u"/", true)) {
     if (step == u".") continue;
@@ -528,17 +529,17 @@ TXoDOMElement* TXoDOMElement::SelectSingleElement(const XoXMLString& APath, TXoD
 // ---------------------------------------------------------------------------
 // Attribute values
 
-XoXMLString TXoDOMElement::GetAttribute(const XoXMLString& AQualifiedName) {
+XoXMLString TXoDOMElement::GetAttribute(std::u16string_view AQualifiedName) {
   return AttributeByName(AQualifiedName, {soCreate, soQualifiedName}, nullptr)->GetNodeValue();
 }
-void TXoDOMElement::SetAttribute(const XoXMLString& AQualifiedName, const XoXMLString& AValue) {
+void TXoDOMElement::SetAttribute(std::u16string_view AQualifiedName, std::u16string_view AValue) {
   AttributeByName(AQualifiedName, {soCreate, soQualifiedName}, nullptr)->SetNodeValue(AValue);
 }
-XoXMLString TXoDOMElement::GetAttributeNS(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName) {
+XoXMLString TXoDOMElement::GetAttributeNS(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName) {
   return AttributeByName(ANamespaceURI, AQualifiedName, false)->GetNodeValue();
 }
-void TXoDOMElement::SetAttributeNS(const XoXMLString& ANamespaceURI, const XoXMLString& AQualifiedName,
-                                   const XoXMLString& AValue) {
+void TXoDOMElement::SetAttributeNS(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
+                                   std::u16string_view AValue) {
   AttributeByName(ANamespaceURI, AQualifiedName, true)->SetNodeValue(AValue);
 }
 
@@ -570,7 +571,7 @@ XoXMLString TXoDOMElement::GetText() {
   return r;
 }
 
-void TXoDOMElement::SetNodeValue(const XoXMLString& AValue) {
+void TXoDOMElement::SetNodeValue(std::u16string_view AValue) {
   TXoDOMNode* n = FTypedFirst[2] ? FTypedFirst[2]->FTPrev : nullptr;
   while (n) {
     TXoDOMNode* prev = n == FTypedFirst[2] ? nullptr : n->FTPrev;
@@ -582,7 +583,7 @@ void TXoDOMElement::SetNodeValue(const XoXMLString& AValue) {
   t->SetNodeValue(AValue);
 }
 
-void TXoDOMElement::SetNodeValueEx(const XoXMLString& AValue) {
+void TXoDOMElement::SetNodeValueEx(std::u16string_view AValue) {
   TXoDOMNode* n = FTypedFirst[2] ? FTypedFirst[2]->FTPrev : nullptr;
   while (n) {
     TXoDOMNode* prev = n == FTypedFirst[2] ? nullptr : n->FTPrev;
@@ -614,7 +615,7 @@ XoXMLString TXoDOMElement::GetNamespaceURI() {
   return XoXMLString(NsURI());
 }
 
-void TXoDOMElement::SetNamespaceURI(const XoXMLString& AURI) {
+void TXoDOMElement::SetNamespaceURI(std::u16string_view AURI) {
   if (!FParent) {
     SetNsURI(AURI);
     SetNamespaceSet(true);
@@ -647,7 +648,7 @@ void TXoDOMElement::LookupOwnNamespace() {
   }
 }
 
-void TXoDOMElement::SetPrefix(const XoXMLString& APrefix) {
+void TXoDOMElement::SetPrefix(std::u16string_view APrefix) {
   TXoDOMNode::SetPrefix(APrefix);
   LookupOwnNamespace();
 }
@@ -834,7 +835,7 @@ void TXoDOMElement::SetAsInteger(int32_t AValue) {
   if (UseSchemaInstance()) return SetAsVariant(Variant(AValue));
   SetNodeValueEx(XoIntToXML(AValue));
 }
-void TXoDOMElement::SetAsString(const XoXMLString& AValue) {
+void TXoDOMElement::SetAsString(std::u16string_view AValue) {
   if (UseSchemaInstance()) return SetAsVariant(Variant(AValue));
   SetNodeValueEx(XoStrToXML(AValue, true, true));
 }

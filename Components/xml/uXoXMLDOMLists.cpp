@@ -223,12 +223,12 @@ TXoDOMNode* TXoDOMNodeListBase::Delete(TXoDOMNode* ANode) {
   return ANode;
 }
 
-TXoDOMNode* TXoDOMNodeListBase::Delete(const XoXMLString& AName, TXoDOMSelectOptions AOptions) {
+TXoDOMNode* TXoDOMNodeListBase::Delete(std::u16string_view AName, TXoDOMSelectOptions AOptions) {
   TXoDOMNode* n = Find(AName, AOptions);
   return n ? Delete(n) : nullptr;
 }
 
-TXoDOMNode* TXoDOMNodeListBase::Delete(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+TXoDOMNode* TXoDOMNodeListBase::Delete(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
   TXoDOMNode* n = Find(ANamespaceURI, ALocalName);
   return n ? Delete(n) : nullptr;
 }
@@ -286,7 +286,7 @@ TXoDOMNode* FindBackwards(TXoDOMNodeListBase* AList, F&& AMatch) {
 }
 }  // namespace
 
-TXoDOMNode* TXoDOMNodeListBase::Find(const XoXMLString& AName, TXoDOMSelectOptions AOptions) {
+TXoDOMNode* TXoDOMNodeListBase::Find(std::u16string_view AName, TXoDOMSelectOptions AOptions) {
   if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive))
     throw Exception(_cXoDOMBothCaseOptions);
   if (AOptions.Contains(soCreate)) throw Exception(_cXoDOMNoSoCreate);
@@ -306,7 +306,7 @@ TXoDOMNode* TXoDOMNodeListBase::Find(const XoXMLString& AName, TXoDOMSelectOptio
   return r;
 }
 
-TXoDOMNode* TXoDOMNodeListBase::Find(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName) {
+TXoDOMNode* TXoDOMNodeListBase::Find(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) {
   TXoXPathCollationClass coll = GetCollation();
   return FindBackwards(this, [&](TXoDOMNode* n) {
     if (!XoDOMSameName(coll, n->LocalNameView(), ALocalName)) return false;
@@ -350,7 +350,7 @@ TXoDOMElement* TXoDOMElementList::GetItemEx(const Variant& AIndex, TXoDOMSelectC
   }
 }
 
-TXoDOMAttribute* TXoDOMAttrList::FindNamespace(const XoXMLString& AURI) {
+TXoDOMAttribute* TXoDOMAttrList::FindNamespace(std::u16string_view AURI) {
   TXoXPathCollationClass coll = GetCollation();
   int32_t n = Count();
   if (FKind == lkAttributes) {

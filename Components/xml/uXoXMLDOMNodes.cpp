@@ -673,15 +673,15 @@ XoXMLString TXoDOMNode::GetNamespaceURI() {
   return XoXMLString(NsURI());
 }
 
-void TXoDOMNode::SetNodeValue(const XoXMLString&) { throw EXoDomNotSupported(_cXoDOMSetNodeValueNotSupported); }
-void TXoDOMNode::SetInnerXML(const XoXMLString&) { throw EXoDomNotSupported(_cXoDOMSetInnerXMLNotSupported); }
+void TXoDOMNode::SetNodeValue(std::u16string_view) { throw EXoDomNotSupported(_cXoDOMSetNodeValueNotSupported); }
+void TXoDOMNode::SetInnerXML(std::u16string_view) { throw EXoDomNotSupported(_cXoDOMSetInnerXMLNotSupported); }
 
-void TXoDOMNode::SetPrefix(const XoXMLString& APrefix) {
+void TXoDOMNode::SetPrefix(std::u16string_view APrefix) {
   if (FName->Prefix() == APrefix && (FName->Prefix().size() > 0 || FName->QName() == FName->LocalName())) return;
   FName = TXoDOMNameRef(TXoDOMName::Make(APrefix, FName->LocalName()));
 }
 
-void TXoDOMNode::SetQualifiedName(const XoXMLString& AName) {
+void TXoDOMNode::SetQualifiedName(std::u16string_view AName) {
   // The record splits at the first colon; SetPrefix then stores the prefix
   // through the class's own override.
   FName = TXoDOMNameRef(AName);
@@ -803,7 +803,7 @@ TXoDOMNode* TXoDOMNode::PreviousSibling() const {
   return FPrev;
 }
 
-XoXMLString TXoDOMNode::NodePath(bool ALocalName, const XoXMLString& AKeyAttribute) {
+XoXMLString TXoDOMNode::NodePath(bool ALocalName, std::u16string_view AKeyAttribute) {
   // Steps from this node up to the top, then joined in reverse.
   std::vector<XoXMLString> steps;
   for (TXoDOMNode* n = this; n; n = n->ParentNode()) {

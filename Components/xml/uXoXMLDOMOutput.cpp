@@ -204,7 +204,7 @@ XoXMLString TXoDOMElement::GetFormattedInnerXML() {
   return stream.GetWString();
 }
 
-void TXoDOMElement::SetInnerXML(const XoXMLString& AValue) {
+void TXoDOMElement::SetInnerXML(std::u16string_view AValue) {
   while (FTypedFirst[1]) RemoveChild(FTypedFirst[1]->FTPrev);
   if (AValue.empty()) return;
   TXoStringStream stream(AValue);
@@ -214,7 +214,7 @@ void TXoDOMElement::SetInnerXML(const XoXMLString& AValue) {
 // ---------------------------------------------------------------------------
 // Text tools
 
-XoXMLString XoFormatXML(const XoXMLString& AXML) {
+XoXMLString XoFormatXML(std::u16string_view AXML) {
   TXoDOMDocument doc(AXML);
   return doc.GetFormattedXML();
 }
