@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -213,6 +214,422 @@ private:
 const char* XoJSONDataTypeName(TXoJSONDataType AType);
 
 // ===========================================================================
+// Document model
+
+class TXoJSONMember;
+class TXoJSONObject;
+class TXoJSONArray;
+class TXoJSONDocument;
+
+// The class of a node, kept in the node so that the loader and the writer
+// need no run-time type test.
+enum class TXoJSONNodeKind : uint8_t { Base, Simple, Member, Object, Array, Document };
+
+// A node of a JSON tree. One class holds every operation of every kind; a
+// kind answers what it supports and raises EXoJSONException (code 9,
+// "Instances of %s do not support the %s method!") for the rest.
+//
+// Ownership: a node with an owner sits in the owner's child list, holds one
+// reference count from that list and has auto-destroy off, so releasing
+// interfaces to it never frees it while it is in the tree. FreeObject takes
+// a node out of its tree and frees it, unless interfaces to it are still
+// held: then the last of them frees it. A root frees its whole tree. No tree
+// walk recurses per level: trees of any depth load, save and free.
+class TXoJSONBase : public TXoObject, public virtual IXoJSONBase {
+public:
+  explicit TXoJSONBase(TXoJSONBase* AOwner = nullptr) : TXoJSONBase(AOwner, TXoJSONNodeKind::Base) {}
+  ~TXoJSONBase() override;
+
+  // --- tree
+  virtual void InsertObject(TXoJSONBase* AChild);
+  virtual void RemoveObject(TXoJSONBase* AChild);
+  // Frees the children (last first) when this node owns them, then empties
+  // the list.
+  void DestroyObjects();
+  // Takes this node out of its owner and frees it, or leaves it to the last
+  // interface held to it.
+  void FreeObject();
+  // The document at the top of this node's tree; EInvalidCast when the top
+  // is no document.
+  TXoJSONDocument* GetDocument();
+  TXoJSONBase* GetOwner() const { return FOwner; }
+  TXoJSONNodeKind GetNodeKind() const { return FKind; }
+  const std::vector<TXoJSONBase*>& Objects() const { return FObjects; }
+  bool GetDestroyChilds() const { return FDestroyChilds; }
+
+  // --- text
+  XoJSONString GetAsJSON() override;
+  void SetAsJSON(const XoJSONString& AValue) override;
+  // Loads text into this node (a document's root value is replaced); a
+  // stream of size 0 clears the node.
+  virtual void LoadFromStream(TStream* AStream, uint16_t ACodePage, bool AIsUrlFormEncoded);
+  void LoadFromStream(TStream* AStream) { LoadFromStream(AStream, 0, false); }
+  // Writes the node as UTF-16LE code units; ADepth counts levels from 0.
+  virtual void SaveToStream(TStream* AStream, bool AFormatted, int32_t ADepth, bool AAddLeadingSpace);
+  // Appends the node's text to AText (what SaveToStream writes).
+  void SaveToString(XoJSONString& AText, bool AFormatted, int32_t ADepth, bool AAddLeadingSpace);
+
+  // --- names and values
+  XoJSONString GetName() override;
+  void SetName(const XoJSONString& AValue) override;
+  virtual TXoJSONBase* GetValueObj();
+  virtual void SetValue(TXoJSONBase* AValue);
+  TXoJSONDataType GetJSONType() override { return FJSONType; }
+  bool GetAsBoolean() override;
+  double GetAsDouble() override;
+  int32_t GetAsInteger() override;
+  int64_t GetAsLargeInt() override;
+  XoJSONString GetAsString() override;
+  Variant GetAsVariant() override;
+  TValue GetAsValue() override;
+  virtual TXoJSONObject* GetAsObject();
+  virtual TXoJSONArray* GetAsArray();
+  void SetAsBoolean(bool AValue) override;
+  void SetAsDouble(double AValue) override;
+  void SetAsInteger(int32_t AValue) override;
+  void SetAsString(const XoJSONString& AValue) override;
+  void SetAsLargeInt(int64_t AValue) override;
+  void SetAsVariant(const Variant& AValue) override;
+  void SetAsValue(const TValue& AValue) override;
+
+  // --- children
+  int32_t Count() override;
+  virtual TXoJSONBase* AddValue(TXoJSONDataType AValueType);
+  virtual TXoJSONBase* AddValue(TXoJSONDataType AValueType, const XoJSONString& AValue);
+  virtual TXoJSONBase* AddValue(const Variant& AValue);
+  virtual void RemoveValue(TXoJSONBase* AValue);
+  virtual void DeleteValue(int32_t AIndex);
+  virtual TXoJSONMember* AddMember(const XoJSONString& AName);
+  virtual TXoJSONMember* AddMember(const XoJSONString& AName, TXoJSONDataType AValueType);
+  virtual TXoJSONMember* AddMember(const XoJSONString& AName, TXoJSONDataType AValueType,
+                                   const XoJSONString& AValue);
+  virtual TXoJSONMember* AddMember(const XoJSONString& AName, const Variant& AValue);
+  virtual void DeleteMember(int32_t AIndex);
+  virtual void RemoveMember(TXoJSONMember* AMember);
+  // The first member of the name (exact, or by SameText), nullptr when none.
+  TXoJSONMember* FindMember(const XoJSONString& AName, bool ACaseInsensitive = false) {
+    return _FindMember(AName, ACaseInsensitive);
+  }
+  // FindMember; a missing member is created (jsoCreate, first), raises
+  // (jsoRaise, code 5) or gives nullptr.
+  TXoJSONMember* GetMember(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions = {}) {
+    return _GetMember(AName, ASelectOptions);
+  }
+  TXoJSONBase* Item(int32_t AIndex) { return _Item(AIndex); }
+  bool HasMember(const XoJSONString& AName, bool ACaseInsensitive = false) override;
+  TXoJSONMember* Member(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions = {}) {
+    return GetMember(AName, ASelectOptions);
+  }
+  TXoJSONMember* GetMemberEx1(const XoJSONString& AName) { return GetMember(AName, jsoCreate); }
+
+  // --- interface forms
+  TIntfPtr<IXoJSONObject> GetAsObjectIntf() override;
+  TIntfPtr<IXoJSONArray> GetAsArrayIntf() override;
+  TIntfPtr<IXoJSONBase> GetValue() override;
+  TIntfPtr<IXoJSONMember> GetMemberEx(const XoJSONString& AName) override;
+  TIntfPtr<IXoJSONBase> GetItem(int32_t AIndex) override;
+  TIntfPtr<IXoJSONMember> FindMemberIntf(const XoJSONString& AName, bool ACaseInsensitive = false) override;
+  TIntfPtr<IXoJSONMember> GetMemberIntf(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions = {}) override;
+
+protected:
+  // The kind is known before the owner takes the node in.
+  TXoJSONBase(TXoJSONBase* AOwner, TXoJSONNodeKind AKind);
+  virtual TXoJSONMember* _FindMember(const XoJSONString& AName, bool ACaseInsensitive);
+  virtual TXoJSONMember* _GetMember(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions);
+  virtual TXoJSONBase* _Item(int32_t AIndex);
+  // Raises the standard refusal for AMethod on this node's class.
+  [[noreturn]] void NotSupported(const char16_t* AMethod) const;
+  // The child at AIndex; EListError outside the list.
+  TXoJSONBase* ChildAt(int32_t AIndex) const;
+  // A new object, array or simple node owned by this node.
+  TXoJSONBase* NewChild(TXoJSONDataType AValueType);
+  static void SetJSONTypeOf(TXoJSONBase* ANode, TXoJSONDataType AType) { ANode->FJSONType = AType; }
+
+  TXoJSONBase* FOwner = nullptr;
+  std::vector<TXoJSONBase*> FObjects;
+  TXoJSONDataType FJSONType = jdtNull;
+  bool FDestroyChilds = true;
+  TXoJSONNodeKind FKind = TXoJSONNodeKind::Base;
+
+private:
+  friend class TXoJSONHandler;
+  // Detaches and frees the children without recursing per level.
+  void FreeChildren();
+};
+
+// A string, number, boolean or null. FValue holds the value (a string for
+// everything read from text), FJSONType says how it is written.
+class TXoJSONSimpleType : public TXoJSONBase, public virtual IXoJSONSimpleType {
+public:
+  explicit TXoJSONSimpleType(TXoJSONBase* AOwner = nullptr) : TXoJSONBase(AOwner, TXoJSONNodeKind::Simple) {}
+  bool GetAsBoolean() override;
+  double GetAsDouble() override;
+  int32_t GetAsInteger() override;
+  int64_t GetAsLargeInt() override;
+  XoJSONString GetAsString() override;
+  Variant GetAsVariant() override;
+  void SetAsBoolean(bool AValue) override;
+  void SetAsDouble(double AValue) override;
+  void SetAsInteger(int32_t AValue) override;
+  void SetAsString(const XoJSONString& AValue) override;
+  void SetAsLargeInt(int64_t AValue) override;
+  void SetAsVariant(const Variant& AValue) override;
+  // The value as a variant (TValue::ToVariant), then SetAsVariant.
+  void SetAsValue(const TValue& AValue) override;
+  const Variant& Value() const { return FValue; }
+  // Stores a value and its kind as they are (what the loader does).
+  void SetRaw(Variant AValue, TXoJSONDataType AType) {
+    FValue = std::move(AValue);
+    FJSONType = AType;
+  }
+  // The text this value is written as.
+  void AppendValueText(XoJSONString& AText) const;
+
+private:
+  Variant FValue = Variant::Null();
+};
+
+// A name and a value. The value is also the single child of the member.
+class TXoJSONMember : public TXoJSONBase, public virtual IXoJSONMember {
+public:
+  explicit TXoJSONMember(TXoJSONBase* AOwner = nullptr) : TXoJSONBase(AOwner, TXoJSONNodeKind::Member) {}
+  void RemoveObject(TXoJSONBase* AChild) override;
+  XoJSONString GetName() override { return FName; }
+  const XoJSONString& Name() const { return FName; }
+  void SetName(const XoJSONString& AValue) override { FName = AValue; }
+  TXoJSONBase* GetValueObj() override { return FValue; }
+  bool GetAsBoolean() override;
+  double GetAsDouble() override;
+  int32_t GetAsInteger() override;
+  int64_t GetAsLargeInt() override;
+  XoJSONString GetAsString() override;
+  Variant GetAsVariant() override;
+  void SetAsBoolean(bool AValue) override;
+  void SetAsDouble(double AValue) override;
+  void SetAsInteger(int32_t AValue) override;
+  void SetAsString(const XoJSONString& AValue) override;
+  void SetAsLargeInt(int64_t AValue) override;
+  void SetAsVariant(const Variant& AValue) override;
+  TXoJSONObject* GetAsObject() override;
+  TXoJSONArray* GetAsArray() override;
+  TXoJSONBase* AddValue(TXoJSONDataType AValueType) override;
+  using TXoJSONBase::AddValue;
+  // Replaces the value by a new object (4), array (5) or simple value.
+  TXoJSONBase* CreateValue(TXoJSONDataType AValueType);
+  TIntfPtr<IXoJSONBase> CreateValueIntf(TXoJSONDataType AValueType) override;
+
+  // The interface forms (the same operations as IXoJSONBase's).
+  TIntfPtr<IXoJSONBase> GetValue() override { return TXoJSONBase::GetValue(); }
+  TIntfPtr<IXoJSONObject> GetAsObjectIntf() override { return TXoJSONBase::GetAsObjectIntf(); }
+  TIntfPtr<IXoJSONArray> GetAsArrayIntf() override { return TXoJSONBase::GetAsArrayIntf(); }
+
+private:
+  TXoJSONSimpleType* SimpleValue(const char16_t* AMethod);
+  TXoJSONSimpleType* SimpleValueFor(TXoJSONDataType AValueType, const char16_t* AMethod);
+  XoJSONString FName;
+  TXoJSONBase* FValue = nullptr;
+};
+
+// Members in insertion order. Lookups are linear; equal names may occur.
+class TXoJSONObject : public TXoJSONBase, public virtual IXoJSONObject {
+public:
+  explicit TXoJSONObject(TXoJSONBase* AOwner = nullptr);
+  void InsertObject(TXoJSONBase* AChild) override;
+  XoJSONString GetName() override { return u"<object>"; }
+  TXoJSONObject* GetAsObject() override { return this; }
+  int32_t Count() override { return static_cast<int32_t>(FObjects.size()); }
+  TXoJSONMember* AddMember(const XoJSONString& AName) override;
+  TXoJSONMember* AddMember(const XoJSONString& AName, TXoJSONDataType AValueType) override;
+  TXoJSONMember* AddMember(const XoJSONString& AName, TXoJSONDataType AValueType,
+                           const XoJSONString& AValue) override;
+  TXoJSONMember* AddMember(const XoJSONString& AName, const Variant& AValue) override;
+  void DeleteMember(int32_t AIndex) override;
+  void RemoveMember(TXoJSONMember* AMember) override;
+  // The member most recently added (kept when members go away).
+  TXoJSONMember* LastMember() const { return FLastMember; }
+  void RemoveObject(TXoJSONBase* AChild) override;
+
+  TIntfPtr<IXoJSONMember> AddMemberIntf1(const XoJSONString& AName) override;
+  TIntfPtr<IXoJSONMember> AddMemberIntf2(const XoJSONString& AName, TXoJSONDataType AValueType) override;
+  TIntfPtr<IXoJSONMember> AddMemberIntf3(const XoJSONString& AName, TXoJSONDataType AValueType,
+                                         const XoJSONString& AValue) override;
+  TIntfPtr<IXoJSONMember> AddMemberIntf4(const XoJSONString& AName, const Variant& AValue) override;
+  void RemoveMemberIntf(const TIntfPtr<IXoJSONMember>& AMember) override;
+
+protected:
+  TXoJSONMember* _FindMember(const XoJSONString& AName, bool ACaseInsensitive) override;
+  TXoJSONMember* _GetMember(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions) override;
+  TXoJSONBase* _Item(int32_t AIndex) override { return ChildAt(AIndex); }
+
+private:
+  friend class TXoJSONHandler;
+  TXoJSONMember* FLastMember = nullptr;
+};
+
+// Elements in order. An array without owner is a result list whose items
+// belong to another tree: it does not free them.
+class TXoJSONArray : public TXoJSONBase, public virtual IXoJSONArray {
+public:
+  explicit TXoJSONArray(TXoJSONBase* AOwner = nullptr);
+  TXoJSONArray* GetAsArray() override { return this; }
+  int32_t Count() override { return static_cast<int32_t>(FObjects.size()); }
+  TXoJSONBase* AddValue(TXoJSONDataType AValueType) override;
+  TXoJSONBase* AddValue(TXoJSONDataType AValueType, const XoJSONString& AValue) override;
+  TXoJSONBase* AddValue(const Variant& AValue) override;
+  void RemoveValue(TXoJSONBase* AValue) override;
+  void DeleteValue(int32_t AIndex) override;
+  void Exchange(int32_t AIndex1, int32_t AIndex2) override;
+
+  TIntfPtr<IXoJSONBase> AddValueIntf1(TXoJSONDataType AValueType) override;
+  TIntfPtr<IXoJSONBase> AddValueIntf2(TXoJSONDataType AValueType, const XoJSONString& AValue) override;
+  TIntfPtr<IXoJSONBase> AddValueIntf3(const Variant& AValue) override;
+  void RemoveValueIntf(const TIntfPtr<IXoJSONBase>& AValue) override;
+
+protected:
+  TXoJSONBase* _Item(int32_t AIndex) override { return ChildAt(AIndex); }
+};
+
+// The root holder: one child, the root value. Reads and writes files and
+// streams in any code page.
+class TXoJSONDocument : public TXoJSONBase, public virtual IXoJSONDocument {
+public:
+  TXoJSONDocument() : TXoJSONBase(nullptr, TXoJSONNodeKind::Document) {}
+  static TXoJSONDocument* CreateFromFile(const XoJSONString& AFileName, uint16_t AMode = fmOpenRead | fmShareDenyWrite);
+  static TXoJSONDocument* CreateFromJSON(const XoJSONString& AJSON);
+  static TXoJSONDocument* CreateFromJSON(const RawByteString& AJSON, uint16_t ACodePage);
+  static TXoJSONDocument* CreateFromStream(TStream* AStream, uint16_t ACodePage = 0, bool AIsUrlFormEncoded = false);
+
+  // Replaces the root value by a new object (4), array (5) or simple value.
+  TXoJSONBase* CreateRootValue(TXoJSONDataType AValueType);
+  // The root value; nullptr unless there is exactly one child.
+  TXoJSONBase* GetRootValue();
+  // Forward to the root value; EXoJSONParseError (code 10) without one.
+  // Through a TXoJSONBase reference a document refuses them.
+  TXoJSONMember* FindMember(const XoJSONString& AName, bool ACaseInsensitive = false);
+  TXoJSONMember* GetMember(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions = {});
+  TXoJSONBase* Item(int32_t AIndex);
+
+  XoJSONString GetAsJSON() override;
+  XoJSONString GetFormattedJSON() override;
+  void SetAsJSON(const XoJSONString& AValue) override { TXoJSONBase::SetAsJSON(AValue); }
+  using TXoJSONBase::LoadFromStream;
+  void LoadFromStream(TStream* AStream, uint16_t ACodePage, bool AIsUrlFormEncoded) override {
+    TXoJSONBase::LoadFromStream(AStream, ACodePage, AIsUrlFormEncoded);
+  }
+  // EReadError "There is no file "%s"" when the file is not there.
+  void LoadFromFile(const XoJSONString& AFileName, uint16_t AMode = fmOpenRead | fmShareDenyWrite) override;
+  // UTF-8 with a byte-order mark.
+  void SaveToFile(const XoJSONString& AFileName, bool AFormatted = false) override;
+  using TXoJSONBase::SaveToStream;
+  // The whole document in a code page: 1200 (UTF-16LE) and 65001 (UTF-8)
+  // with a byte-order mark when asked, any other without one.
+  void SaveToStream(TStream* AStream, bool AFormatted, uint16_t ACodePage, bool AWriteBOM) override;
+
+  TIntfPtr<IXoJSONBase> GetRootValueIntf() override;
+  TIntfPtr<IXoJSONBase> CreateRootValueIntf(TXoJSONDataType AValueType) override;
+  TIntfPtr<IXoJSONMember> FindMemberIntf(const XoJSONString& AName, bool ACaseInsensitive = false) override;
+  TIntfPtr<IXoJSONMember> GetMemberIntf(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions = {}) override;
+
+private:
+  TXoJSONBase* CheckedRoot();
+};
+
+// The loader of the document model: adds nodes to a tree as the events come
+// in, using the tree's owner links as its stack.
+class TXoJSONHandler : public TXoObject, public virtual IXoJSONContentHandler, public virtual IXoJSONErrorHandler {
+public:
+  TXoJSONHandler(TXoJSONReader* AJSONReader, TXoJSONBase* AAddTo) : FReader(AJSONReader), FCurrValue(AAddTo) {}
+
+  void SetDocumentLocator(const TIntfPtr<IXoJSONLocator>&) override {}
+  void StartDocument() override {}
+  void StartObject() override;
+  void StartMember(const XoJSONString& AName) override;
+  void StartArray() override;
+  void Value(TXoJSONDataType AValueType, const XoJSONString& AValue) override;
+  void EndArray() override { Climb(); }
+  void EndMember() override {}
+  void EndObject() override { Climb(); }
+  void EndDocument() override {}
+  void Warning(const TIntfPtr<IXoJSONLocator>&, const XoJSONString&) override {}
+  void Error(const TIntfPtr<IXoJSONLocator>&, const XoJSONString&) override {}
+  void FatalError(const TIntfPtr<IXoJSONLocator>&, const XoJSONString&) override {}
+
+  TXoJSONBase* CurrValue() const { return FCurrValue; }
+  TXoJSONReader* GetReader() const { return FReader; }
+
+private:
+  TXoJSONBase* Open(TXoJSONDataType AType);
+  void Climb();
+  TXoJSONReader* FReader;
+  TXoJSONBase* FCurrValue;
+};
+
+// The component that turns a reader's events into event properties of a
+// program, and runs a reader.
+class TXoJSONParser : public TComponent,
+                      public virtual IXoJSONContentHandler,
+                      public virtual IXoJSONErrorHandler {
+public:
+  using TXoJSONOnError = std::function<void(const TIntfPtr<IXoJSONLocator>& ALocator, const XoJSONString& ErrMsg)>;
+  using TNotifyEvent = std::function<void(TObject* ASender)>;
+  using TXoJSONOnEvent = std::function<void()>;
+  using TXoJSONOnStartMember = std::function<void(const XoJSONString& AName)>;
+  using TXoJSONOnValue = std::function<void(TXoJSONSimpleDataType AValueType, const XoJSONString& AValue)>;
+
+  explicit TXoJSONParser(TComponent* AOwner = nullptr);
+  ~TXoJSONParser() override;
+
+  // The component is owned, not counted: references do not free it.
+  int32_t _AddRef() override { return -1; }
+  int32_t _Release() override { return -1; }
+
+  void ParseStream(TStream* AStream, uint16_t ACodePage = 0, bool AIsUrlFormEncoded = false,
+                   const XoJSONString& APublicID = {});
+  void ParseBuffer(const void* ABuffer, int64_t ABufSize, uint16_t ACodePage = 0, bool AIsUrlFormEncoded = false,
+                   const XoJSONString& APublicID = {});
+  void ParseFile(const XoJSONString& AFileName, uint16_t AMode = fmOpenRead | fmShareDenyWrite,
+                 const XoJSONString& APublicID = {});
+  void Parse(const XoJSONString& AJSON, const XoJSONString& APublicID = {});
+  void Parse(const RawByteString& AJSON, uint16_t ACodePage, const XoJSONString& APublicID = {});
+
+  // The locator of the last SetDocumentLocator; the reader of the running
+  // parse (nullptr between parses).
+  TIntfPtr<IXoJSONLocator> GetLocator() const { return FLocator; }
+  TXoJSONReader* GetReader() const { return FReader; }
+
+  void SetDocumentLocator(const TIntfPtr<IXoJSONLocator>& ALocator) override { FLocator = ALocator; }
+  void StartDocument() override;
+  void StartObject() override;
+  void StartMember(const XoJSONString& AName) override;
+  void StartArray() override;
+  void Value(TXoJSONDataType AValueType, const XoJSONString& AValue) override;
+  void EndArray() override;
+  void EndMember() override;
+  void EndObject() override;
+  void EndDocument() override;
+  void Warning(const TIntfPtr<IXoJSONLocator>& ALocator, const XoJSONString& ErrMsg) override;
+  void Error(const TIntfPtr<IXoJSONLocator>& ALocator, const XoJSONString& ErrMsg) override;
+  void FatalError(const TIntfPtr<IXoJSONLocator>& ALocator, const XoJSONString& ErrMsg) override;
+
+  TXoJSONOnError OnWarning, OnError, OnFatalError;
+  TNotifyEvent OnStart, OnFinished;
+  TXoJSONOnEvent OnStartDocument, OnStartObject, OnStartArray, OnEndArray, OnEndMember, OnEndObject, OnEndDocument;
+  TXoJSONOnStartMember OnStartMember;
+  TXoJSONOnValue OnValue;
+
+private:
+  template <class F>
+  void Run(bool AIsUrlFormEncoded, F&& AParse);
+  TIntfPtr<IXoJSONLocator> FLocator;
+  TXoJSONReader* FReader = nullptr;
+};
+
+// Parses the text and writes it again: compact (the UTF-16 form) or
+// formatted (the 8-bit form, widened with the system code page).
+XoJSONString XoFormatJSON(const XoJSONString& AJSON);
+XoJSONString XoFormatJSON(const RawByteString& AJSON);
+
+// ===========================================================================
 // Value conversions
 
 // Escapes text for a JSON string (without the enclosing quotes): BS, TAB,
@@ -221,6 +638,8 @@ const char* XoJSONDataTypeName(TXoJSONDataType AType);
 // half of a surrogate pair on its own); the code units 1 to 7 are dropped;
 // everything else is copied.
 XoJSONString XoStrToJSON(std::u16string_view AText);
+// Appending form, for writers that reuse one buffer.
+void XoAppendStrToJSON(XoJSONString& ADest, std::u16string_view AText);
 // Decodes the escapes of a JSON token: \n \r \t \f \b, \" \/ \\, \uXXXX (one
 // code unit), \%XX (one 8-bit character), any other escaped character as
 // itself; with jdtNumber also %XX. Bad hexadecimal digits raise

@@ -14,8 +14,13 @@ namespace xo {
 
 XoJSONString XoStrToJSON(std::u16string_view AText) {
   XoJSONString r;
-  if (AText.empty()) return r;
-  r.reserve(AText.size() + AText.size() / 8 + 8);
+  XoAppendStrToJSON(r, AText);
+  return r;
+}
+
+void XoAppendStrToJSON(XoJSONString& r, std::u16string_view AText) {
+  if (AText.empty()) return;
+  r.reserve(r.size() + AText.size() + AText.size() / 8 + 8);
   static constexpr char16_t kHex[] = u"0123456789ABCDEF";
   const char16_t* p = AText.data();
   const char16_t* const e = p + AText.size();
@@ -51,7 +56,6 @@ XoJSONString XoStrToJSON(std::u16string_view AText) {
     // 0, 11 and 14..31 stay as they are.
   }
   r.append(run, e);
-  return r;
 }
 
 namespace {

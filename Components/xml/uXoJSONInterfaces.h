@@ -10,7 +10,9 @@
 #include <string>
 
 #include "uXoClasses.h"
+#include "uXoRtti.h"
 #include "uXoSysUtils.h"
+#include "uXoVariants.h"
 
 namespace xo {
 
@@ -165,6 +167,123 @@ public:
   virtual void Parse(const XoJSONString& AJSON, const XoJSONString& APublicID) = 0;
   // Bytes in ACodePage.
   virtual void Parse(const RawByteString& AJSON, uint16_t ACodePage, const XoJSONString& APublicID) = 0;
+};
+
+// ===========================================================================
+// Document model interfaces
+//
+// The interface forms of the JSON tree's operations. Results are interfaces
+// to nodes that stay owned by the tree; a node removed from its tree while an
+// interface to it is held lives on, without owner, until the last interface
+// to it goes.
+
+inline constexpr char16_t IID_IXoJSONBase[] = u"{3EF637B1-BB9E-45A6-8C8F-17A1E3C2F73E}";
+inline constexpr char16_t IID_IXoJSONSimpleType[] = u"{DD48E68D-2C8D-4946-ACB8-B8781173009C}";
+inline constexpr char16_t IID_IXoJSONMember[] = u"{F93249D2-95EC-46CC-A0AF-11253F2BCDD3}";
+inline constexpr char16_t IID_IXoJSONObject[] = u"{0CD42232-D5C8-4922-95C5-389E812FC605}";
+inline constexpr char16_t IID_IXoJSONArray[] = u"{635753D5-75E8-4BE1-A993-9268029F9E9F}";
+inline constexpr char16_t IID_IXoJSONDocument[] = u"{A2B0E47C-6F38-40E3-8F5B-81561A589AFA}";
+
+class IXoJSONMember;
+class IXoJSONObject;
+class IXoJSONArray;
+
+// Every node kind answers every operation; what a kind does not support
+// raises EXoJSONException (code 9) "Instances of %s do not support the %s
+// method!".
+class IXoJSONBase : public virtual IXoObject {
+public:
+  virtual bool GetAsBoolean() = 0;
+  virtual double GetAsDouble() = 0;
+  virtual int32_t GetAsInteger() = 0;
+  virtual int64_t GetAsLargeInt() = 0;
+  virtual XoJSONString GetAsString() = 0;
+  virtual Variant GetAsVariant() = 0;
+  virtual TValue GetAsValue() = 0;
+  virtual TIntfPtr<IXoJSONObject> GetAsObjectIntf() = 0;
+  virtual TIntfPtr<IXoJSONArray> GetAsArrayIntf() = 0;
+  virtual XoJSONString GetName() = 0;
+  virtual TIntfPtr<IXoJSONBase> GetValue() = 0;
+  virtual TXoJSONDataType GetJSONType() = 0;
+  virtual XoJSONString GetAsJSON() = 0;
+  // The member of the name, created when missing.
+  virtual TIntfPtr<IXoJSONMember> GetMemberEx(const XoJSONString& AName) = 0;
+  virtual TIntfPtr<IXoJSONBase> GetItem(int32_t AIndex) = 0;
+  virtual void SetAsBoolean(bool AValue) = 0;
+  virtual void SetAsDouble(double AValue) = 0;
+  virtual void SetAsInteger(int32_t AValue) = 0;
+  virtual void SetAsString(const XoJSONString& AValue) = 0;
+  virtual void SetAsLargeInt(int64_t AValue) = 0;
+  virtual void SetAsJSON(const XoJSONString& AValue) = 0;
+  virtual void SetAsVariant(const Variant& AValue) = 0;
+  virtual void SetAsValue(const TValue& AValue) = 0;
+  virtual void SetName(const XoJSONString& AValue) = 0;
+  virtual int32_t Count() = 0;
+  virtual TIntfPtr<IXoJSONMember> FindMemberIntf(const XoJSONString& AName, bool ACaseInsensitive = false) = 0;
+  virtual bool HasMember(const XoJSONString& AName, bool ACaseInsensitive = false) = 0;
+  virtual TIntfPtr<IXoJSONMember> GetMemberIntf(const XoJSONString& AName,
+                                                TXoJDOCSelectOptions ASelectOptions = {}) = 0;
+};
+
+class IXoJSONSimpleType : public virtual IXoJSONBase {};
+
+class IXoJSONMember : public virtual IXoObject {
+public:
+  virtual TIntfPtr<IXoJSONBase> GetValue() = 0;
+  virtual XoJSONString GetName() = 0;
+  virtual int32_t GetAsInteger() = 0;
+  virtual double GetAsDouble() = 0;
+  virtual XoJSONString GetAsString() = 0;
+  virtual bool GetAsBoolean() = 0;
+  virtual int64_t GetAsLargeInt() = 0;
+  virtual Variant GetAsVariant() = 0;
+  virtual TIntfPtr<IXoJSONObject> GetAsObjectIntf() = 0;
+  virtual TIntfPtr<IXoJSONArray> GetAsArrayIntf() = 0;
+  virtual void SetName(const XoJSONString& AValue) = 0;
+  virtual void SetAsInteger(int32_t AValue) = 0;
+  virtual void SetAsDouble(double AValue) = 0;
+  virtual void SetAsString(const XoJSONString& AValue) = 0;
+  virtual void SetAsBoolean(bool AValue) = 0;
+  virtual void SetAsLargeInt(int64_t AValue) = 0;
+  virtual void SetAsVariant(const Variant& AValue) = 0;
+  virtual TIntfPtr<IXoJSONBase> CreateValueIntf(TXoJSONDataType AValueType) = 0;
+};
+
+class IXoJSONObject : public virtual IXoJSONBase {
+public:
+  virtual TIntfPtr<IXoJSONMember> AddMemberIntf1(const XoJSONString& AName) = 0;
+  virtual TIntfPtr<IXoJSONMember> AddMemberIntf2(const XoJSONString& AName, TXoJSONDataType AValueType) = 0;
+  virtual TIntfPtr<IXoJSONMember> AddMemberIntf3(const XoJSONString& AName, TXoJSONDataType AValueType,
+                                                 const XoJSONString& AValue) = 0;
+  virtual TIntfPtr<IXoJSONMember> AddMemberIntf4(const XoJSONString& AName, const Variant& AValue) = 0;
+  virtual void DeleteMember(int32_t AIndex) = 0;
+  virtual void RemoveMemberIntf(const TIntfPtr<IXoJSONMember>& AMember) = 0;
+};
+
+class IXoJSONArray : public virtual IXoJSONBase {
+public:
+  virtual TIntfPtr<IXoJSONBase> AddValueIntf1(TXoJSONDataType AValueType) = 0;
+  virtual TIntfPtr<IXoJSONBase> AddValueIntf2(TXoJSONDataType AValueType, const XoJSONString& AValue) = 0;
+  virtual TIntfPtr<IXoJSONBase> AddValueIntf3(const Variant& AValue) = 0;
+  virtual void DeleteValue(int32_t AIndex) = 0;
+  virtual void RemoveValueIntf(const TIntfPtr<IXoJSONBase>& AValue) = 0;
+  virtual void Exchange(int32_t AIndex1, int32_t AIndex2) = 0;
+};
+
+class IXoJSONDocument : public virtual IXoObject {
+public:
+  virtual TIntfPtr<IXoJSONBase> GetRootValueIntf() = 0;
+  virtual XoJSONString GetAsJSON() = 0;
+  virtual XoJSONString GetFormattedJSON() = 0;
+  virtual void SetAsJSON(const XoJSONString& AValue) = 0;
+  virtual TIntfPtr<IXoJSONBase> CreateRootValueIntf(TXoJSONDataType AValueType) = 0;
+  virtual TIntfPtr<IXoJSONMember> FindMemberIntf(const XoJSONString& AName, bool ACaseInsensitive = false) = 0;
+  virtual TIntfPtr<IXoJSONMember> GetMemberIntf(const XoJSONString& AName,
+                                                TXoJDOCSelectOptions ASelectOptions = {}) = 0;
+  virtual void LoadFromStream(TStream* AStream, uint16_t ACodePage, bool AIsUrlFormEncoded) = 0;
+  virtual void LoadFromFile(const XoJSONString& AFileName, uint16_t AMode) = 0;
+  virtual void SaveToFile(const XoJSONString& AFileName, bool AFormatted) = 0;
+  virtual void SaveToStream(TStream* AStream, bool AFormatted, uint16_t ACodePage, bool AWriteBOM) = 0;
 };
 
 }  // namespace xo
