@@ -15,10 +15,7 @@
 #include <type_traits>
 
 #include "uXoJSON.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "uXoJSON/uXoJSONScan.h"
 
 namespace xo {
 
@@ -178,62 +175,8 @@ bool TXoJSONTextParser::SrcWCheckCurrChar(const void* ACharPtr, bool ARaise) {
 
 namespace {
 
-// The first unit at or after p that is one of Cs; e when there is none.
-template <class U, char... Cs>
-inline const U* FindAny(const U* p, const U* e) {
-  auto hit = [](U c) { return ((c == static_cast<U>(Cs)) || ...); };
-  if (p < e && hit(*p)) return p;  // often the very next unit
-#if defined(__SSE2__)
-  if constexpr (sizeof(U) == 1) {
-    while (e - p >= 16) {
-      __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      __m128i m = _mm_setzero_si128();
-      ((m = _mm_or_si128(m, _mm_cmpeq_epi8(x, _mm_set1_epi8(Cs)))), ...);
-      int mask = _mm_movemask_epi8(m);
-      if (mask) return p + __builtin_ctz(static_cast<unsigned>(mask));
-      p += 16;
-    }
-  } else {
-    while (e - p >= 8) {
-      __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      __m128i m = _mm_setzero_si128();
-      ((m = _mm_or_si128(m, _mm_cmpeq_epi16(x, _mm_set1_epi16(Cs)))), ...);
-      int mask = _mm_movemask_epi8(m);
-      if (mask) return p + (__builtin_ctz(static_cast<unsigned>(mask)) >> 1);
-      p += 8;
-    }
-  }
-#endif
-  while (p < e && !hit(*p)) ++p;
-  return p;
-}
-
-// The characters a number token consists of.
-struct TNumberChars {
-  bool T[256] = {};
-  constexpr TNumberChars() {
-    for (char c : std::string_view("0123456789+-.Ee")) T[static_cast<unsigned char>(c)] = true;
-  }
-};
-constexpr TNumberChars kNumberChars;
-
-// Length of the UTF-8 sequence at p, as the scanner steps over it: a valid
-// sequence whole, an invalid byte alone.
-inline size_t UTF8Length(const uint8_t* p, const uint8_t* e) {
-  const unsigned c = p[0];
-  const size_t avail = static_cast<size_t>(e - p);
-  if (c < 0x80) return 1;
-  if (c >= 0xC2 && c <= 0xDF) return avail >= 2 && (p[1] & 0xC0) == 0x80 ? 2 : 1;
-  if (c >= 0xE0 && c <= 0xEF) {
-    unsigned lo = c == 0xE0 ? 0xA0 : 0x80, hi = c == 0xED ? 0x9F : 0xBF;
-    return avail >= 3 && p[1] >= lo && p[1] <= hi && (p[2] & 0xC0) == 0x80 ? 3 : 1;
-  }
-  if (c >= 0xF0 && c <= 0xF4) {
-    unsigned lo = c == 0xF0 ? 0x90 : 0x80, hi = c == 0xF4 ? 0x8F : 0xBF;
-    return avail >= 4 && p[1] >= lo && p[1] <= hi && (p[2] & 0xC0) == 0x80 && (p[3] & 0xC0) == 0x80 ? 4 : 1;
-  }
-  return 1;
-}
+using jsonscan::FindAny;
+using jsonscan::kNumberChars;
 
 const XoJSONString kTrue = u"true";
 const XoJSONString kFalse = u"false";
@@ -308,40 +251,9 @@ private:
   P SkipWhite(P p) const { return SkipWhite(p, E); }
 
   // One character on (p < E).
-  P NextP(P p) const {
-    if constexpr (K == cstUTF8) {
-      return p + UTF8Length(p, E);
-    } else {
-      return p + 1;
-    }
-  }
+  P NextP(P p) const { return jsonscan::NextP<K>(p, E); }
 
-  void Decode(XoJSONString& s, P a, P b) const {
-    const size_t n = static_cast<size_t>(b - a);
-    if constexpr (K == cstUTF16) {
-      s.assign(a, n);
-    } else if constexpr (K == cstUTF8) {
-      s.resize(n);
-      char16_t* o = s.data();
-      if (n < 16) {
-        // Short tokens, the most common ones: widen while ASCII.
-        size_t i = 0;
-        for (; i < n && a[i] < 0x80; ++i) o[i] = a[i];
-        if (i == n) return;
-        i += XoUTF8ToUTF16Into(o + i, std::string_view(reinterpret_cast<const char*>(a) + i, n - i));
-        s.resize(i);
-        return;
-      }
-      s.resize(XoUTF8ToUTF16Into(o, std::string_view(reinterpret_cast<const char*>(a), n)));
-    } else {
-      s.resize(n);
-      char16_t* o = s.data();
-      if (Table)
-        for (size_t i = 0; i < n; ++i) o[i] = Table[a[i]];
-      else
-        for (size_t i = 0; i < n; ++i) o[i] = a[i];
-    }
-  }
+  void Decode(XoJSONString& s, P a, P b) const { jsonscan::Decode<K>(s, a, b, Table); }
 
   // ---- tokens
 
@@ -351,28 +263,10 @@ private:
     if (C >= E || *C != U('"')) RaiseNotWellFormed(u"\"");
     ++C;
     const P m = C;
-    for (;;) {
-      C = FindAny<U, '"', '\\'>(C, E);
-      if (C >= E) RaiseEOF();  // a string that never closes
-      if (*C == U('"')) break;
-      ++C;  // onto the escaped character
-      if (C >= E) RaiseEOF();
-      switch (*C) {
-        case U('"'): case U('/'): case U('\\'): case U('b'): case U('f'): case U('n'): case U('r'): case U('t'):
-          ++C;
-          break;
-        case U('u'):
-          // Four steps that end on the fourth character behind the "u",
-          // without looking at what lies between.
-          for (int i = 0; i < 4; ++i) {
-            if (C >= E) RaiseEOF();
-            C = NextP(C);
-          }
-          break;
-        default:
-          RaiseNotWellFormed(_cXoJSONExpectedEscape);
-      }
-      if (C < E && *C != U('"') && *C != U('\\')) C = NextP(C);
+    switch (jsonscan::ScanString<K>(C, E)) {
+      case jsonscan::ssEOF: RaiseEOF();  // a string that never closes
+      case jsonscan::ssBadEscape: RaiseNotWellFormed(_cXoJSONExpectedEscape);
+      case jsonscan::ssClosed: break;
     }
     AFrom = m;
     ATo = C;

@@ -579,7 +579,7 @@ std::exception_ptr XoLibraryException(const std::exception_ptr& AError) {
   }
 }
 
-void TXoSAXReader::HandleParseFailure(const std::exception_ptr& AFailure) {
+void TXoSAXReader::HandleParseFailure(const std::exception_ptr& AFailure, bool ASavePosition) {
   // What leaves a parse is always one of the library's exceptions: a failure
   // of the standard library (memory, a length) is passed on as EXoException.
   const std::exception_ptr error = XoLibraryException(AFailure);
@@ -591,7 +591,7 @@ void TXoSAXReader::HandleParseFailure(const std::exception_ptr& AFailure) {
   } catch (...) {
   }
   FUnexpectedEOF = eof;
-  if (eof && FParser) {
+  if (eof && FParser && ASavePosition) {
     // Lines and columns of the construct left unfinished.
     const uint8_t* cur = FParser->Cursor();
     const uint8_t* at = FConstructStart;

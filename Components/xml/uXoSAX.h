@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "uXoClasses.h"
+#include "uXoJSON.h"
 #include "uXoSysUtils.h"
 #include "uXoVariants.h"
 
@@ -459,6 +460,9 @@ public:
 protected:
   virtual TXoTextParser* CreateParser(TStream* AStream, bool AFlag, bool ADetectCodePage, uint16_t ACodePage) = 0;
   virtual void InternalParse() = 0;
+  // Step 1 of a parse: both handlers must be there (the XML reader's codes
+  // 10 and 11; the JSON reader raises its own).
+  virtual void CheckHandlers() const;
 
   // Runs one parse over AStream: creates the scanner, calls InternalParse,
   // frees the scanner (and the stream when AOwnsStream), also on failure.
@@ -467,12 +471,11 @@ protected:
   void ParseOpened(const std::function<TStream*()>& AOpen, const XoXMLString& APublicID);
   void DoParse(TStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage,
                const XoXMLString& APublicID);
-  // Step 1 of a parse: both handlers must be there.
-  void CheckHandlers() const;
   // What every reader does with an exception that ends its parse: note
-  // whether it was an unexpected end of input (the locator then answers the
-  // start of the construct left open), tell the error handler, raise again.
-  [[noreturn]] void HandleParseFailure(const std::exception_ptr& AFailure);
+  // whether it was an unexpected end of input (with ASavePosition the
+  // locator then answers the start of the construct left open, otherwise
+  // the saved -1), tell the error handler, raise again.
+  [[noreturn]] void HandleParseFailure(const std::exception_ptr& AFailure, bool ASavePosition = true);
 
   XoXMLString FPublicID;
   int64_t FLineNr = -1;
@@ -515,6 +518,189 @@ private:
   TXoSAXXMAttributes* FAttributes = nullptr;  // one list, refilled for every start tag
   TIntfPtr<IXoSAXAttributes> FAttributesIntf;
   TIntfPtr<IXoSAXAttributes> FEmptyAttributesIntf;
+};
+
+// ===========================================================================
+// JSON as XML events
+
+// The scanner of TXoSAXJSONReader: the JSON scanner, unchanged.
+class TXoJSONTextParserEx : public TXoJSONTextParser {
+public:
+  using TXoJSONTextParser::TXoJSONTextParser;
+};
+
+// Reads JSON text and delivers it as the events of an XML document: the
+// outermost object or array becomes the root element "object" or "array"
+// (declaring the prefixes xsi and xsd), a member becomes an element named
+// after it ("Array" appended when its value is an array), the items of an
+// array repeat the array's name, and a simple value becomes character data
+// (the token as written) with a type attribute: xsi:nil="true", or xsd:type
+// "string", "decimal" or "boolean". Member names are made fit for XML: a
+// character that cannot stand in a name becomes "_", and a name that cannot
+// start one gets "_" in front.
+//
+// The walk is that of TXoJSONReader, with its tolerances and its failures
+// (EXoJSONParseError code 2, EXoTextParserEOF for text that ends inside an
+// object, an array or a string); unlike it, a document must hold an object
+// or an array: whatever stands in front of the first "{" or "[" is passed
+// over. Missing handlers raise EXoJSONException codes 3 and 4. Nesting costs
+// heap memory, not machine stack. Only StartDocument, StartElement,
+// Characters, EndElement, EndDocument and FatalError are called; the
+// attribute lists are valid during StartElement only.
+class TXoSAXJSONReader : public TXoSAXReader {
+public:
+  TXoSAXJSONReader();
+  ~TXoSAXJSONReader() override;
+
+protected:
+  // A TXoJSONTextParserEx on the stream; ADetectCodePage has no effect, the
+  // scanner finds the encoding itself.
+  TXoTextParser* CreateParser(TStream* AStream, bool AFlag, bool ADetectCodePage, uint16_t ACodePage) override;
+  void InternalParse() override;
+  void CheckHandlers() const override;
+
+private:
+  template <int> friend class TXoSAXJSONScan;
+  TXoJSONTextParserEx* FJSONParser = nullptr;  // the same object as FParser, typed
+  // The root's two declarations and one list per type attribute (null,
+  // string, number, boolean), made once and handed out for every element.
+  TXoSAXXMAttributes* FRootAttributes = nullptr;
+  TXoSAXXMAttributes* FTypeAttributes[4] = {nullptr, nullptr, nullptr, nullptr};
+  TIntfPtr<IXoSAXAttributes> FRootAttributesIntf;
+  TIntfPtr<IXoSAXAttributes> FTypeAttributesIntf[4];
+  TIntfPtr<IXoSAXAttributes> FEmptyAttributesIntf;
+};
+
+// The first character above the blank from the stream's position on, 0 when
+// the stream ends first; characters are 2 bytes for code page 1200, else 1.
+// The stream is left standing on that character. A stream that cannot step
+// back (a pipe) is not asked to: ARest then receives a stream that delivers
+// the bytes read beyond the blanks and then the rest of AStream, to be read
+// instead of it, so that nothing is lost. At most XoGetMaxInputSize() bytes
+// of blanks are looked at; a longer run counts as no character.
+char16_t XoFirstSignificantChar(TStream* AStream, uint16_t ACodePage, std::unique_ptr<TStream>& ARest);
+
+// ===========================================================================
+// The SAX parser component
+
+using TXoSAXOnError = std::function<void(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg)>;
+using TXoSAXOnComment = std::function<void(TObject* Sender, const XoXMLString& AComment)>;
+using TXoSAXOnStartDTD = std::function<void(TObject* Sender)>;
+using TXoSAXOnEndDTD = std::function<void(TObject* Sender)>;
+using TXoSAXOnStartCDATA = std::function<void(TObject* Sender)>;
+using TXoSAXOnEndCDATA = std::function<void(TObject* Sender)>;
+using TXoSAXOnStartDocument = std::function<void(TObject* Sender)>;
+using TXoSAXOnEndDocument = std::function<void(TObject* Sender)>;
+using TXoSAXOnEndProlog = std::function<void(TObject* Sender)>;
+using TXoSAXOnProcessingInstruction =
+    std::function<void(TObject* Sender, const XoXMLString& ATarget, const XoXMLString& AData)>;
+using TXoSAXOnStartPrefixMapping =
+    std::function<void(TObject* Sender, const XoXMLString& APrefix, const XoXMLString& AURI)>;
+using TXoSAXOnEndPrefixMapping = std::function<void(TObject* Sender, const XoXMLString& APrefix)>;
+using TXoSAXOnStartElement =
+    std::function<void(TObject* Sender, const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+                       const XoXMLString& AQName, const TIntfPtr<IXoSAXAttributes>& Attributes)>;
+using TXoSAXOnCharacters = std::function<void(TObject* Sender, const XoXMLString& AText)>;
+using TXoSAXOnIgnorableWhitespace = std::function<void(TObject* Sender, const XoXMLString& AWhiteSpace)>;
+using TXoSAXOnEndElement = std::function<void(TObject* Sender, const XoXMLString& ANamespaceURI,
+                                              const XoXMLString& ALocalName, const XoXMLString& AQName)>;
+using TNotifyEvent = std::function<void(TObject* Sender)>;
+
+// A component that takes the events of either notation: assign the event
+// members (or override the handler operations in a subclass), then call a
+// parse operation. The first significant character of the text chooses the
+// reader: "<" the XML reader, anything else the JSON reader (JSON as XML
+// events). The component is its own content, lexical and error handler;
+// interface references to it do not own it.
+//
+// OnStart and OnFinished fire around every ParseStream; the other parse
+// operations fire a pair of their own around it as well. A failed parse
+// fires OnFatalError and raises; OnFinished then does not fire.
+class TXoSAXParser : public TComponent,
+                     public virtual IXoSAXContentHandler,
+                     public virtual IXoSAXLexicalHandler,
+                     public virtual IXoSAXErrorHandler {
+public:
+  explicit TXoSAXParser(TComponent* AOwner = nullptr);
+  ~TXoSAXParser() override;
+
+  // Not counted: the component lives as long as its owner or creator says.
+  int32_t _AddRef() override { return -1; }
+  int32_t _Release() override { return -1; }
+
+  // Error handler
+  virtual void Warning(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg) override;
+  virtual void Error(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg) override;
+  virtual void FatalError(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg) override;
+  // Content handler
+  virtual void SetDocumentLocator(const TIntfPtr<IXoSAXLocator>& ALocator) override;
+  virtual void Characters(const XoXMLString& AText) override;
+  virtual void EndDocument() override;
+  virtual void EndElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+                          const XoXMLString& AQName) override;
+  virtual void EndPrefixMapping(const XoXMLString& APrefix) override;
+  virtual void IgnorableWhitespace(const XoXMLString& AText) override;
+  virtual void ProcessingInstruction(const XoXMLString& ATarget, const XoXMLString& AData) override;
+  virtual void SkippedEntity(const XoXMLString& AName) override;
+  virtual void StartDocument() override;
+  virtual void StartElement(const XoXMLString& ANamespaceURI, const XoXMLString& ALocalName,
+                            const XoXMLString& AQName, const TIntfPtr<IXoSAXAttributes>& Attributes) override;
+  virtual void StartPrefixMapping(const XoXMLString& APrefix, const XoXMLString& AURI) override;
+  // Lexical handler
+  void Comment(const XoXMLString& AText) override;
+  void StartCDATA() override;
+  void StartDTD() override;
+  void StartEntity(const XoXMLString& AName) override;
+  void EndCDATA() override;
+  void EndDTD() override;
+  void EndEntity(const XoXMLString& AName) override;
+
+  // The stream from its position; ACodePage as for the readers (0: the
+  // reader finds out).
+  void ParseStream(TStream* AStream, uint16_t ACodePage = 0, const XoXMLString& APublicID = {});
+  // A byte-order mark gives the code page (and is stepped over), else 0.
+  void ParseFile(const XoXMLString& AFileName, uint16_t AMode = fmOpenRead | fmShareDenyWrite,
+                 const XoXMLString& APublicID = {});
+  void ParseBuffer(const void* ABuffer, int64_t ASize, uint16_t ACodePage = 0, const XoXMLString& APublicID = {});
+  // UTF-16 text, code page 1200.
+  void Parse(const XoXMLString& AText, const XoXMLString& APublicID = {});
+  // Bytes in ACodePage.
+  void Parse(const RawByteString& AAnsiText, uint16_t ACodePage, const XoXMLString& APublicID = {});
+
+  // The locator handed over by SetDocumentLocator (the readers hand theirs
+  // over only with an error event).
+  const TIntfPtr<IXoSAXLocator>& Locator() const { return FLocator; }
+  // The reader of the running parse; nil otherwise.
+  TXoSAXReader* Reader() const { return FReader; }
+
+  TXoSAXOnStartDocument OnStartDocument;
+  TXoSAXOnEndDocument OnEndDocument;
+  TXoSAXOnEndDocument OnEndProlog;  // never called
+  TXoSAXOnProcessingInstruction OnProcessingInstruction;
+  TXoSAXOnStartPrefixMapping OnStartPrefixMapping;
+  TXoSAXOnEndPrefixMapping OnEndPrefixMapping;
+  TXoSAXOnStartElement OnStartElement;
+  TXoSAXOnCharacters OnCharacters;
+  TXoSAXOnIgnorableWhitespace OnIgnorableWhitespace;
+  TXoSAXOnEndElement OnEndElement;
+  TXoSAXOnComment OnComment;
+  TXoSAXOnStartDTD OnStartDTD;
+  TXoSAXOnEndDTD OnEndDTD;
+  TXoSAXOnStartCDATA OnStartCDATA;
+  TXoSAXOnEndCDATA OnEndCDATA;
+  TXoSAXOnError OnWarning;
+  TXoSAXOnError OnError;
+  TXoSAXOnError OnFatalError;
+  TNotifyEvent OnStart;
+  TNotifyEvent OnFinished;
+
+private:
+  // ParseStream with a stream this component made (the pair of OnStart and
+  // OnFinished around it is the caller's).
+  void ParseOwned(TStream* AStream, uint16_t ACodePage, const XoXMLString& APublicID);
+
+  TIntfPtr<IXoSAXLocator> FLocator;
+  TXoSAXReader* FReader = nullptr;
 };
 
 // ===========================================================================

@@ -9,8 +9,6 @@ namespace xo {
 
 namespace {
 inline constexpr char16_t _cXoDOMSyntaxError[] = u"Line %d, column %d: %s";
-inline constexpr char16_t _cXoDOMNoJSONReader[] =
-    u"The text does not start with \"<\": reading JSON text into a DOM is not supported yet!";
 }  // namespace
 
 // The handler object the reader calls; it lives for one parse.
@@ -131,22 +129,21 @@ TXoDOMParser::TXoDOMParser(TXoDOMNode* ANode) : TComponent(nullptr), FDOMNode(AN
 TXoDOMParser::~TXoDOMParser() = default;
 
 void TXoDOMParser::Parse(TStream* AStream, uint16_t ACodePage) {
-  // The first significant character decides the reader.
-  int size = ACodePage == 1200 ? 2 : 1;
-  uint8_t b[2] = {0, 0};
-  char16_t c = 0;
-  bool any = false;
-  while (AStream->Read(b, size) == size) {
-    c = size == 2 ? static_cast<char16_t>(b[0] | (b[1] << 8)) : b[0];
-    if (c > 0x20) {
-      any = true;
-      AStream->Seek(-size, soCurrent);
-      break;
-    }
+  // The first significant character decides the reader: "<" XML, anything
+  // else (the empty stream too) JSON, delivered as XML events. A stream
+  // that cannot step back to it is continued by one that can.
+  std::unique_ptr<TStream> rest;
+  const char16_t first = XoFirstSignificantChar(AStream, ACodePage, rest);
+  if (rest) AStream = rest.get();
+  std::unique_ptr<TXoSAXReader> owned;
+  if (first == u'<') {
+    auto* xml = new TXoSAXXMLReader();
+    owned.reset(xml);
+    xml->SetCheckSingleRootElm(dynamic_cast<TXoDOMDocument*>(FDOMNode) != nullptr);
+  } else {
+    owned.reset(new TXoSAXJSONReader());
   }
-  if (!any || c != u'<') throw EXoDomNotSupported(_cXoDOMNoJSONReader);
-  TXoSAXXMLReader reader;
-  reader.SetCheckSingleRootElm(dynamic_cast<TXoDOMDocument*>(FDOMNode) != nullptr);
+  TXoSAXReader& reader = *owned;
   THandler handler(this);
   TIntfPtr<THandler> keep(&handler);
   reader.SetErrorHandler(TIntfPtr<IXoSAXErrorHandler>(&handler));
