@@ -6,7 +6,7 @@
 // promises: a failed parse calls FatalError exactly once and delivers no
 // EndDocument, a successful one ends with EndDocument, elements nest, every
 // start has a name fit for XML, and nothing but xo's exceptions leaves a
-// parse. A tree loaded from the bytes is also written as XML.
+// parse. A tree loaded from the bytes is also written as XML and as JSON.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -103,6 +103,12 @@ void LoadAndWrite(const uint8_t* AData, size_t ASize, uint16_t ACodePage) {
   }
   TXoStringStream out(65001);
   doc.SaveToStream(&out, 65001, true, false);
+  try {
+    doc.SaveToJSONStream(&out, true, false);
+    if (doc.RootNode()) doc.GetAsFormattedJSON();
+  } catch (const Exception&) {
+    // A bad type attribute of XML input refuses its value.
+  }
 }
 
 }  // namespace

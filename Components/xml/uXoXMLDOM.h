@@ -460,12 +460,17 @@ public:
   // date (a loop over the subtree calling RefreshOwnNamespaces).
   virtual void RefreshNamespaces();
   virtual void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel);
+  // Writes the node as JSON text (members named after local names); this
+  // class writes nothing, so text, comments and instructions are dropped.
+  virtual void _SaveToJSONStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel);
   virtual void NormalizeTextNodes();
   // A new node of the same class with the same name (and, for the character,
   // attribute and processing-instruction classes, the same stored text).
   virtual TXoDOMNode* CreateClone();
   virtual void LoadFromStream(TStream* AStream, uint16_t ACodePage);
   virtual void SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted);
+  // _SaveToJSONStream from level 1 (an element adds the braces around it).
+  virtual void SaveToJSONStream(TStream* AStream, uint16_t ACodePage, bool AFormatted);
   virtual void Clear();
   virtual TXoDOMNode* CloneNode(bool ADeep);
   virtual TXoDOMNode* AddChild(TXoDOMNodeClass ANodeClass, TXoDOMNode* ARefNode, TXoDOMPosition APosition);
@@ -813,6 +818,9 @@ public:
   void SetQualifiedName(std::u16string_view AName) override;
   void SetParentNode(TXoDOMObject* AParent) override;
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
+  // The member "element_attribute" with the value as a JSON string; nothing
+  // for declarations and for attributes in the XML Schema namespaces.
+  void _SaveToJSONStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
 
   bool IsNamespace() const { return FName->IsNamespace(); }
   // The prefix a declaration binds ("" for xmlns); asserts IsNamespace.
@@ -1020,6 +1028,13 @@ public:
   void SetAsValue(const TValue& AValue);
 
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
+  // The member named after the element: a leaf value (typed through
+  // GetAsValue) with its attributes as further members, or an object of its
+  // attributes and child elements, where equal names gather in an array at
+  // the place of their first occurrence. One loop, however deep the tree.
+  void _SaveToJSONStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
+  // The member inside an object: "{", the member, "}".
+  void SaveToJSONStream(TStream* AStream, uint16_t ACodePage, bool AFormatted) override;
 
 protected:
   friend class TXoDOMNodeListBase;
@@ -1085,6 +1100,9 @@ public:
   TXoDOMNode* AppendChild(TXoDOMNode* ANode) override;
   void RemoveChild(TXoDOMNode* ANode) override;
   void _SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
+  // Each child as JSON, one after the other: a document with a root element
+  // writes a bare member (GetAsFormattedJSON adds the braces).
+  void _SaveToJSONStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, int32_t& ALevel) override;
 
   virtual void DoXMLLoaded() {}
   virtual TXoDOMElement* CreateRootNode(std::u16string_view AQualifiedName);
@@ -1095,6 +1113,11 @@ public:
   virtual void SaveToStream(TStream* AStream, bool AFormatted, bool AWriteBOM);
   virtual void SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted, bool AWriteBOM);
   using TXoDOMNode::SaveToStream;
+  // UTF-8 JSON (after the UTF-8 mark with AWriteBOM).
+  void SaveToJSONStream(TStream* AStream, bool AFormatted, bool AWriteBOM);
+  using TXoDOMNode::SaveToJSONStream;
+  // The root element as a formatted JSON object; "{}" without a root.
+  XoXMLString GetAsFormattedJSON();
 
   void LoadXML(std::u16string_view AText);
   void SetXml(std::u16string_view AText) { LoadXML(AText); }
