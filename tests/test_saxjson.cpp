@@ -181,10 +181,10 @@ TEST(SAXJSONReader, TopLevelAndTolerances) {
 }
 
 TEST(SAXJSONReader, HandlersLocatorAndEncodings) {
+  TRec rec;  // outlives the reader, which holds it
   TXoSAXJSONReader reader;
   EXPECT_EQ(xo_test::MessageOf<EXoJSONException>([&] { reader.Parse(u"{}"); }),
             u"No contenthandler has been assigned!");
-  TRec rec;
   reader.SetContentHandler(TIntfPtr<IXoSAXContentHandler>(&rec));
   try {
     reader.Parse(u"{}");

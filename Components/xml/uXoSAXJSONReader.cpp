@@ -26,17 +26,15 @@ const XoXMLString kNull = u"null";
 const XoXMLString kXSI = u"http://www.w3.org/2001/XMLSchema-instance";
 const XoXMLString kXSD = u"http://www.w3.org/2001/XMLSchema";
 
-// ASCII characters that may stand in a name (the name start characters and
-// "-", ".", the digits), and those that may start one.
+// ASCII characters that may stand in a name: the name start characters,
+// "-", "." and the digits.
 struct TNameChars {
   bool Name[128] = {};
-  bool Start[128] = {};
   constexpr TNameChars() {
-    for (int c = 'A'; c <= 'Z'; ++c) Name[c] = Start[c] = true;
-    for (int c = 'a'; c <= 'z'; ++c) Name[c] = Start[c] = true;
-    Name['_'] = Start['_'] = true;
+    for (int c = 'A'; c <= 'Z'; ++c) Name[c] = true;
+    for (int c = 'a'; c <= 'z'; ++c) Name[c] = true;
     for (int c = '0'; c <= '9'; ++c) Name[c] = true;
-    Name['-'] = Name['.'] = true;
+    for (char c : std::string_view("_-.")) Name[static_cast<unsigned char>(c)] = true;
   }
 };
 constexpr TNameChars kNameChars;
