@@ -4,7 +4,8 @@ set -euo pipefail
 pkgs=(build-essential cmake ninja-build pkg-config git libicu-dev libpcre2-dev
       libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
       libexpat1-dev libxml2-dev libpugixml-dev tzdata locales
-      rapidjson-dev nlohmann-json3-dev libsimdjson-dev libjsoncpp-dev)
+      rapidjson-dev nlohmann-json3-dev libsimdjson-dev libjsoncpp-dev
+      libtinyxml2-dev librapidxml-dev)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

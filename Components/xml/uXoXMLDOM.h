@@ -235,6 +235,16 @@ private:
   TXoDOMName* FName;
 };
 
+// Small blocks of the tree (nodes, stored strings) come from per-thread
+// free lists of 16-byte size classes carved from 64 KB chunks; larger ones
+// from the heap. A block may be freed on any thread. Chunks stay with the
+// process for reuse. (Builds with AddressSanitizer use the heap directly.)
+void* XoDOMAlloc(size_t ASize);
+void XoDOMFree(void* ABlock, size_t ASize) noexcept;
+// Bytes of pooled blocks handed out on this thread and not yet given back
+// (size classes rounded up): with the heap's own count, what trees hold.
+int64_t XoDOMPoolBytesInUse();
+
 // A stored string: pointer and length, exactly sized, empty without a block.
 // 16 bytes in a node instead of a std::u16string's 32.
 class TXoDOMStr {
@@ -242,7 +252,9 @@ public:
   TXoDOMStr() = default;
   TXoDOMStr(const TXoDOMStr&) = delete;
   TXoDOMStr& operator=(const TXoDOMStr&) = delete;
-  ~TXoDOMStr() { delete[] FData; }
+  ~TXoDOMStr() {
+    if (FData) XoDOMFree(FData, FLen * sizeof(char16_t));
+  }
   void Assign(std::u16string_view AText);
   std::u16string_view View() const { return {FData, FLen}; }
   std::u16string Str() const { return std::u16string(FData, FLen); }
@@ -402,6 +414,8 @@ public:
 
   TXoDOMDocument* DOMDocument() const { return FDOMDocument; }
   TXoDOMObject* Parent() const { return FParent; }
+  // The node type (ntUnknown for lists).
+  TXoDOMNodeType ObjectNodeType() const { return FNodeType; }
   TXoDOMObjectImpl* DOMImpl() const { return FDOMImpl; }
   bool Destroying() const { return FFlags & kDestroying; }
 
@@ -437,6 +451,8 @@ protected:
 class TXoDOMNode : public TXoDOMObject {
   XO_CLASS(TXoDOMNode, TXoDOMObject)
 public:
+  static void* operator new(size_t ASize) { return XoDOMAlloc(ASize); }
+  static void operator delete(void* ABlock, size_t ASize) noexcept { XoDOMFree(ABlock, ASize); }
   TXoDOMNode();
   ~TXoDOMNode() override;
 
@@ -943,7 +959,9 @@ public:
   TXoDOMElement* ElementByName(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName, bool ACreate);
   TXoDOMAttribute* AttributeByName(std::u16string_view ANamespaceURI, std::u16string_view AQualifiedName,
                                    bool ACreate);
-  TXoDOMElement* ParentElement() const { return dynamic_cast<TXoDOMElement*>(ParentNode()); }
+  TXoDOMElement* ParentElement() const {
+    return FParent && FParent->ObjectNodeType() == ntElement ? static_cast<TXoDOMElement*>(FParent) : nullptr;
+  }
   TXoDOMElement* NextElement() const;
   TXoDOMElement* PreviousElement() const;
   TXoDOMElement* FirstElement();
@@ -1067,6 +1085,12 @@ protected:
   TXoDOMAttribute* FNamespace = nullptr;
   TXoDOMNSScope* FScope = nullptr;
 };
+
+// The object as an element, or nil when it is none (no run-time type test:
+// only the element class carries the element type).
+inline TXoDOMElement* XoDOMAsElement(TXoDOMObject* AObject) {
+  return AObject && AObject->ObjectNodeType() == ntElement ? static_cast<TXoDOMElement*>(AObject) : nullptr;
+}
 
 inline TXoDOMElement* TXoDOMElementList::GetItem(int32_t AIndex) {
   return static_cast<TXoDOMElement*>(TXoDOMNodeListBase::GetItem(AIndex));

@@ -126,12 +126,12 @@ XoXMLString TXoDOMAttribute::NamespacePrefix() const {
 }
 
 TXoDOMAttribute* TXoDOMAttribute::NextAttribute() {
-  if (!dynamic_cast<TXoDOMElement*>(FParent) || !(FFlags & kInTyped)) return nullptr;
+  if (!XoDOMAsElement(FParent) || !(FFlags & kInTyped)) return nullptr;
   return static_cast<TXoDOMAttribute*>(FTNext);
 }
 
 TXoDOMAttribute* TXoDOMAttribute::PreviousAttribute() {
-  auto* el = dynamic_cast<TXoDOMElement*>(FParent);
+  auto* el = XoDOMAsElement(FParent);
   if (!el || !(FFlags & kInTyped)) return nullptr;
   if (el->FTypedFirst[0] == this) return nullptr;
   return static_cast<TXoDOMAttribute*>(FTPrev);
@@ -145,7 +145,7 @@ XoXMLString TXoDOMAttribute::GetNamespaceURI() {
 }
 
 void TXoDOMAttribute::LookupNamespace() {
-  auto* el = dynamic_cast<TXoDOMElement*>(FParent);
+  auto* el = XoDOMAsElement(FParent);
   if (!el) return;
   std::u16string_view prefix = FName->Prefix();
   if (prefix.empty()) {
@@ -158,7 +158,7 @@ void TXoDOMAttribute::LookupNamespace() {
 }
 
 void TXoDOMAttribute::SetNamespaceURI(std::u16string_view AURI) {
-  auto* el = dynamic_cast<TXoDOMElement*>(FParent);
+  auto* el = XoDOMAsElement(FParent);
   if (!el) {
     SetNsURI(AURI);
     SetNamespaceSet(true);
@@ -187,7 +187,7 @@ void TXoDOMAttribute::SetQualifiedName(std::u16string_view AName) {
   TXoDOMNode::SetQualifiedName(AName);
   if (Destroying() || (FDOMDocument && FDOMDocument->FLoadState == lsLoading)) return;
   if (wasNamespace || IsNamespace())
-    if (auto* el = dynamic_cast<TXoDOMElement*>(FParent)) el->RefreshNamespaces();
+    if (auto* el = XoDOMAsElement(FParent)) el->RefreshNamespaces();
 }
 
 void TXoDOMAttribute::SetParentNode(TXoDOMObject* AParent) {
@@ -197,14 +197,14 @@ void TXoDOMAttribute::SetParentNode(TXoDOMObject* AParent) {
     SetNamespaceSet(true);
   }
   TXoDOMNode::SetParentNode(AParent);
-  if (!Destroying() && !hadParent && dynamic_cast<TXoDOMElement*>(AParent) && !NsURI().empty())
+  if (!Destroying() && !hadParent && XoDOMAsElement(AParent) && !NsURI().empty())
     SetNamespaceURI(XoXMLString(NsURI()));
 }
 
 void TXoDOMAttribute::RefreshOwnNamespaces() {
   if (!FParent)
     FNamespace = nullptr;
-  else if (dynamic_cast<TXoDOMElement*>(FParent))
+  else if (XoDOMAsElement(FParent))
     LookupNamespace();
 }
 

@@ -17,16 +17,16 @@ inline constexpr char16_t _cXoDOMNoClone[] =
 inline constexpr char16_t _cXoDOMEncodingNotSupported[] = u"The specified encoding (%s) is not supported!";
 inline constexpr char16_t _cXoDOMNoPI[] = u"There is no processinginstruction \"%s\"!";
 
-// The text between the first and the second double quote behind the word
-// "encoding" in ALower (a lower-cased declaration), trimmed; empty if the
-// word is not there or the quotes are missing.
+// The quoted text behind the word "encoding" in ALower (a lower-cased
+// declaration), trimmed; empty if the word is not there or the quotes are
+// missing. The name may stand in double or in single quotes.
 XoXMLString EncodingName(std::u16string_view ALower, bool* AFound = nullptr) {
   size_t at = ALower.find(u"encoding");
   if (AFound) *AFound = at != XoXMLString::npos;
   if (at == XoXMLString::npos) return {};
-  size_t q1 = ALower.find(u'"', at + 8);
+  size_t q1 = ALower.find_first_of(u"\"'", at + 8);
   if (q1 == XoXMLString::npos) return {};
-  size_t q2 = ALower.find(u'"', q1 + 1);
+  size_t q2 = ALower.find(ALower[q1], q1 + 1);
   if (q2 == XoXMLString::npos) return {};
   return Trim(std::u16string_view(ALower).substr(q1 + 1, q2 - q1 - 1));
 }
@@ -93,7 +93,7 @@ void TXoDOMDocument::Clear() {
 TXoDOMNode* TXoDOMDocument::AppendChild(TXoDOMNode* ANode) {
   TXoDOMNode::AppendChild(ANode);
   if (!FRootNode && ANode->GetNodeType() == ntElement)
-    if (auto* e = dynamic_cast<TXoDOMElement*>(ANode)) FRootNode = e;
+    if (auto* e = XoDOMAsElement(ANode)) FRootNode = e;
   return ANode;
 }
 
@@ -104,7 +104,7 @@ void TXoDOMDocument::RemoveChild(TXoDOMNode* ANode) {
     // The next element at document level, if any, takes the place.
     FRootNode = nullptr;
     for (TXoDOMNode* n = FFirstChild; n; n = n->FNext)
-      if (auto* e = dynamic_cast<TXoDOMElement*>(n)) {
+      if (auto* e = XoDOMAsElement(n)) {
         FRootNode = e;
         break;
       }

@@ -340,7 +340,7 @@ TXoDOMNode* TXoDOMElement::NodeByName(uint8_t AKind, std::u16string_view ANamesp
   node->SetNameRef(TXoDOMNameRef(TXoDOMName::Make(prefix, local)));
   AddChild(node, nullptr, rdpAfter);
   bool isAttr = node->FNodeType == ntAttribute;
-  TXoDOMElement* holder = isAttr ? this : dynamic_cast<TXoDOMElement*>(node);
+  TXoDOMElement* holder = isAttr ? this : XoDOMAsElement(node);
   if (holder && !holder->ScopeFindNamespace(ANamespaceURI)) {
     auto* decl = new TXoDOMAttribute();
     if (isAttr)
@@ -381,12 +381,12 @@ TXoDOMAttribute* TXoDOMElement::AttributeByName(std::u16string_view ANamespaceUR
 }
 
 TXoDOMElement* TXoDOMElement::NextElement() const {
-  if (!dynamic_cast<TXoDOMElement*>(FParent) || !(FFlags & kInTyped)) return nullptr;
+  if (!XoDOMAsElement(FParent) || !(FFlags & kInTyped)) return nullptr;
   return static_cast<TXoDOMElement*>(FTNext);
 }
 
 TXoDOMElement* TXoDOMElement::PreviousElement() const {
-  auto* p = dynamic_cast<TXoDOMElement*>(FParent);
+  auto* p = XoDOMAsElement(FParent);
   if (!p || !(FFlags & kInTyped) || p->FTypedFirst[1] == this) return nullptr;
   return static_cast<TXoDOMElement*>(FTPrev);
 }
@@ -414,7 +414,7 @@ Variant TXoDOMElement::GetChildElementValue(const Variant& AIndex) {
 }
 
 TXoDOMAttribute* TXoDOMElement::FindNamespace(std::u16string_view AURI) {
-  for (TXoDOMElement* e = this; e; e = dynamic_cast<TXoDOMElement*>(e->FParent)) {
+  for (TXoDOMElement* e = this; e; e = XoDOMAsElement(e->FParent)) {
     TXoXPathCollationClass coll = e->GetCollation();
     for (TXoDOMNode* n = e->FTypedFirst[0]; n; n = n->FTNext) {
       auto* a = static_cast<TXoDOMAttribute*>(n);
@@ -669,7 +669,7 @@ void TXoDOMElement::SetParentNode(TXoDOMObject* AParent) {
     bool flag;
     if (TXoDOMAttribute* xs = FindAttribute(u"xml:space", {soQualifiedName}))
       flag = XoSameText(xs->StoredValue(), u"preserve");
-    else if (auto* pe = dynamic_cast<TXoDOMElement*>(AParent))
+    else if (auto* pe = XoDOMAsElement(AParent))
       flag = pe->GetPreserveSpace();
     else
       flag = DefaultPreserveCase;
@@ -691,7 +691,7 @@ void TXoDOMElement::RefreshOwnNamespaces() {
   TXoDOMAttribute* old = FNamespace;
   FNamespace = nullptr;
   bool changeNS = true;
-  if (auto* pe = dynamic_cast<TXoDOMElement*>(FParent)) {
+  if (auto* pe = XoDOMAsElement(FParent)) {
     SetScope(pe->FScope);  // shared until this element declares something
     if (GetCollation()->SameText(FName->Prefix(), pe->FName->Prefix())) {
       FNamespace = pe->FNamespace;

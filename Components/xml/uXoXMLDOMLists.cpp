@@ -337,7 +337,7 @@ TXoDOMElement* TXoDOMElementList::GetItemEx(const Variant& AIndex, TXoDOMSelectC
       if (ACheckOption == coCreate) opts.Include(soCreate);
       if (ACheckOption == coRaise) opts.Include(soRaise);
       opts.Include(name.find(u':') != XoXMLString::npos ? soQualifiedName : soLocalName);
-      auto* parent = dynamic_cast<TXoDOMElement*>(owner);
+      auto* parent = XoDOMAsElement(owner);
       if (name == u".") return parent;
       if (name.find(u'/') != XoXMLString::npos || ACheckOption == coCreate) {
         if (!parent) throw EXoDomNotSupported(u"Path selection needs an element");

@@ -2,6 +2,7 @@
 // ownership, the chain of children and the tree operations of TXoDOMNode.
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <new>
 
 #include "uXoXMLDOM.h"
@@ -175,6 +176,101 @@ const TXoDOMNameRef& XoDOMDocumentName() {
   return n;
 }
 
+// ===========================================================================
+// Block pool
+
+#if defined(__SANITIZE_ADDRESS__)
+#define XO_DOM_POOL 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define XO_DOM_POOL 0
+#endif
+#endif
+#ifndef XO_DOM_POOL
+#define XO_DOM_POOL 1
+#endif
+
+#if XO_DOM_POOL
+namespace {
+constexpr size_t kPoolMax = 256;     // larger blocks come from the heap
+constexpr size_t kChunk = 64 * 1024;
+constexpr size_t kClasses = kPoolMax / 16;
+
+struct TFreeBlock {
+  TFreeBlock* Next;
+};
+
+// Chunks are kept for the life of the process (reachable from here).
+std::mutex gChunkLock;
+std::vector<void*>* gChunks = new std::vector<void*>();
+
+struct TPool {
+  TFreeBlock* Free[kClasses] = {};
+  char* Cur = nullptr;  // the unused rest of the newest chunk
+  char* End = nullptr;
+  int64_t InUse = 0;
+
+  void* Take(size_t ACls) {
+    InUse += static_cast<int64_t>((ACls + 1) * 16);
+    if (TFreeBlock* b = Free[ACls]) {
+      Free[ACls] = b->Next;
+      return b;
+    }
+    size_t size = (ACls + 1) * 16;
+    if (static_cast<size_t>(End - Cur) < size) {
+      // What is left of the old chunk goes to the free lists of its size.
+      while (static_cast<size_t>(End - Cur) >= 16) {
+        size_t cls = std::min(static_cast<size_t>(End - Cur) / 16, kClasses) - 1;
+        auto* b = reinterpret_cast<TFreeBlock*>(Cur);
+        b->Next = Free[cls];
+        Free[cls] = b;
+        Cur += (cls + 1) * 16;
+      }
+      void* chunk = ::operator new(kChunk);
+      {
+        std::lock_guard<std::mutex> g(gChunkLock);
+        gChunks->push_back(chunk);
+      }
+      Cur = static_cast<char*>(chunk);
+      End = Cur + kChunk;
+    }
+    void* r = Cur;
+    Cur += size;
+    return r;
+  }
+  void Give(void* ABlock, size_t ACls) {
+    InUse -= static_cast<int64_t>((ACls + 1) * 16);
+    auto* b = static_cast<TFreeBlock*>(ABlock);
+    b->Next = Free[ACls];
+    Free[ACls] = b;
+  }
+};
+thread_local TPool tPool;
+}  // namespace
+
+void* XoDOMAlloc(size_t ASize) {
+  if (ASize == 0) ASize = 1;
+  if (ASize > kPoolMax) return ::operator new(ASize);
+  return tPool.Take((ASize - 1) / 16);
+}
+
+int64_t XoDOMPoolBytesInUse() { return tPool.InUse; }
+
+void XoDOMFree(void* ABlock, size_t ASize) noexcept {
+  if (!ABlock) return;
+  if (ASize == 0) ASize = 1;
+  if (ASize > kPoolMax) {
+    ::operator delete(ABlock);
+    return;
+  }
+  tPool.Give(ABlock, (ASize - 1) / 16);
+}
+#else
+int64_t XoDOMPoolBytesInUse() { return 0; }
+void* XoDOMAlloc(size_t ASize) { return ::operator new(ASize ? ASize : 1); }
+void XoDOMFree(void* ABlock, size_t) noexcept { ::operator delete(ABlock); }
+#endif
+
 void TXoDOMStr::Assign(std::u16string_view AText) {
   if (AText.size() == FLen && FData) {
     std::memcpy(FData, AText.data(), AText.size() * sizeof(char16_t));
@@ -182,10 +278,10 @@ void TXoDOMStr::Assign(std::u16string_view AText) {
   }
   char16_t* p = nullptr;
   if (!AText.empty()) {
-    p = new char16_t[AText.size()];
+    p = static_cast<char16_t*>(XoDOMAlloc(AText.size() * sizeof(char16_t)));
     std::memcpy(p, AText.data(), AText.size() * sizeof(char16_t));
   }
-  delete[] FData;
+  if (FData) XoDOMFree(FData, FLen * sizeof(char16_t));
   FData = p;
   FLen = static_cast<uint32_t>(AText.size());
 }
@@ -366,7 +462,7 @@ uint8_t TXoDOMTree::TypedKindOf(const TXoDOMNode* ANode) {
     case ntText:
     case ntCDATA:
     case ntComment:
-      return dynamic_cast<const TXoDOMCharacterData*>(ANode) ? 3 : 0;
+      return 3;  // only the character-data classes carry these types
     default:
       return 0;
   }
@@ -511,7 +607,7 @@ void TXoDOMTree::AddAt(TXoDOMNode* AOwner, uint8_t AKind, TXoDOMNode* ANode, TXo
 void TXoDOMTree::DetachRaw(TXoDOMNode* ANode) {
   auto* parent = static_cast<TXoDOMNode*>(ANode->FParent);
   if (ANode->FFlags & TXoDOMObject::kInTyped) {
-    auto* el = dynamic_cast<TXoDOMElement*>(parent);
+    auto* el = XoDOMAsElement(parent);
     if (!el) throw EXoDomHierarchyRequest(_cXoDOMInOtherList);
     UnlinkTyped(el, ANode);
   }
@@ -549,7 +645,10 @@ void TXoDOMTree::Dispose(TXoDOMNode* ANode) {
     }
     auto* parent = static_cast<TXoDOMNode*>(cur->FParent);
     if (cur == ANode) break;
-    parent->RemoveChild(cur);
+    // Both are going: take the child out of the chains directly.
+    if (cur->FFlags & TXoDOMObject::kInTyped) UnlinkTyped(static_cast<TXoDOMElement*>(parent), cur);
+    if (cur->FFlags & TXoDOMObject::kInChain) UnlinkChain(parent, cur);
+    cur->FParent = nullptr;
     delete cur;
     cur = parent;
   }

@@ -51,7 +51,7 @@ void WriteIndent(TStream* AStream, uint16_t ACodePage, int32_t ALevel) {
 }
 
 bool ParentKeepsLayout(TXoDOMNode* ANode) {
-  auto* p = dynamic_cast<TXoDOMElement*>(ANode->ParentNode());
+  auto* p = XoDOMAsElement(ANode->ParentNode());
   return p && !p->GetPreserveSpace();
 }
 }  // namespace
@@ -79,7 +79,14 @@ void TXoDOMAttribute::_SaveToStream(TStream* AStream, uint16_t ACodePage, bool, 
   XoDOMWriteText(AStream, u" ", ACodePage);
   XoDOMWriteText(AStream, FName->QName(), ACodePage);
   XoDOMWriteText(AStream, u"=\"", ACodePage);
-  XoDOMWriteText(AStream, FNodeValue.View(), ACodePage);
+  std::u16string_view v = FNodeValue.View();
+  // A value read from single quotes may hold a double quote: it goes out as
+  // its entity, so that the output reads back. Everything else is copied.
+  for (size_t q; (q = v.find(u'"')) != std::u16string_view::npos; v = v.substr(q + 1)) {
+    XoDOMWriteText(AStream, v.substr(0, q), ACodePage);
+    XoDOMWriteText(AStream, u"&quot;", ACodePage);
+  }
+  XoDOMWriteText(AStream, v, ACodePage);
   XoDOMWriteText(AStream, u"\"", ACodePage);
 }
 
@@ -162,7 +169,7 @@ void TXoDOMElement::_SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFo
       while (next && next->FNodeType == ntAttribute) next = next->FNext;
       if (next) {
         if (next->FNodeType == ntElement) {
-          if (auto* e = dynamic_cast<TXoDOMElement*>(next)) {
+          if (auto* e = XoDOMAsElement(next)) {
             cur = e;
             break;
           }

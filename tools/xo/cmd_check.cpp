@@ -1,7 +1,8 @@
-// xo check FILE: whether the document loads.
+// xo check FILE: whether the document (XML or JSON) loads.
 #include <cstdio>
 
 #include "json_tool.h"
+#include "xo_dom_load.h"
 #include "xo_tool.h"
 
 namespace xotool {
@@ -22,8 +23,8 @@ int RunCheck(const std::vector<std::string>& AArgs) {
   TJSONInput in;
   if (!in.Read(files[0], json)) return in.Status();
   if (!in.IsJSON()) {
-    std::fprintf(stderr, "xo check: checking XML is not available yet; use --json for JSON text\n");
-    return kExitUsage;
+    xo::TXoDOMDocument doc;
+    return LoadDocument(files[0], in.Data(), doc) ? kExitOK : kExitFailed;
   }
   xo::TXoJSONDocument* doc = in.Load();
   if (!doc) return in.Status();
@@ -32,14 +33,16 @@ int RunCheck(const std::vector<std::string>& AArgs) {
 }
 
 const TRegisterCommand kCheck({
-    "check", "check FILE [--json]", "tell whether the JSON document FILE loads",
-    "  FILE is read as JSON when its first significant character is not \"<\",\n"
-    "  or with --json, and loaded into a document. Nothing is printed when it\n"
-    "  loads (exit 0); otherwise standard error gets FILE:LINE:COLUMN: and the\n"
-    "  reader's message, and the exit status is 1. The top level must be an\n"
-    "  object or an array. XML documents are not checked yet.\n"
+    "check", "check FILE [--json]", "tell whether the XML or JSON document FILE loads",
+    "  FILE ('-' for standard input) is read as JSON when its first significant\n"
+    "  character is not \"<\", or with --json; otherwise as XML, whose encoding\n"
+    "  comes from a byte-order mark, else the XML declaration, else UTF-8.\n"
+    "  Nothing is printed when it loads (exit 0); otherwise standard error gets\n"
+    "  FILE:LINE:COLUMN: and the reader's message, and the exit status is 1. The\n"
+    "  top level of JSON must be an object or an array.\n"
     "\n"
-    "  Example: xo check examples/sample.json\n",
+    "  Example: xo check examples/sample.xml\n"
+    "           xo check examples/sample.json\n",
     RunCheck});
 
 }  // namespace
