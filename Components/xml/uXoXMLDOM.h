@@ -514,6 +514,17 @@ public:
   XoXMLString NodePath(bool ALocalName = false, std::u16string_view AKeyAttribute = {});
   XoXMLString NodePath(const char16_t*) = delete;  // the flag comes first
 
+  // Selection by path (the caller owns the list; it does not own the nodes).
+  TXoDOMNodeList* CreateNodeList(std::u16string_view APath, TXoDOMSelectOptions AOptions = {});
+  TXoDOMNodeList* CreateNodeList(std::u16string_view APath, TXoDOMSelectOptionList AOptions) {
+    return CreateNodeList(APath, TXoDOMSelectOptions(AOptions));
+  }
+  // The first node the path selects, or nil.
+  TXoDOMNode* SelectSingleNode(std::u16string_view APath, TXoDOMSelectOptions AOptions = {});
+  TXoDOMNode* SelectSingleNode(std::u16string_view APath, TXoDOMSelectOptionList AOptions) {
+    return SelectSingleNode(APath, TXoDOMSelectOptions(AOptions));
+  }
+
   TXoDOMNodeType GetNodeType() const { return FNodeType; }
   TXoDOMLoadState GetLoadState() const { return lsUninitialized; }
   XoXMLString GetLocalName() const { return XoXMLString(FName->LocalName()); }
@@ -982,9 +993,16 @@ public:
   TXoDOMElementList* CreateElementList(std::u16string_view, const char16_t*) = delete;
   void _GetChildElements(TXoDOMElementList* AList, std::u16string_view APrefix, std::u16string_view ALocalName,
                          bool ARecursive, TXoDOMSelectOptions AOptions);
-  // One path step after another by element name ("a/b"); with soCreate
-  // missing elements are made. A path selection module may replace this.
-  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions);
+  // Selection by path: the elements the path selects (the caller owns the
+  // list), and the first node it selects, which must be an element.
+  TXoDOMElementList* CreateElementList(std::u16string_view APath, TXoDOMSelectOptions AOptions);
+  TXoDOMElementList* CreateElementList(std::u16string_view APath, TXoDOMSelectOptionList AOptions) {
+    return CreateElementList(APath, TXoDOMSelectOptions(AOptions));
+  }
+  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions = {});
+  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptionList AOptions) {
+    return SelectSingleElement(APath, TXoDOMSelectOptions(AOptions));
+  }
 
   // The typed lists (views, made on first use).
   TXoDOMAttrList* Attributes();
@@ -1176,8 +1194,15 @@ public:
   XoXMLString GetProcessingInstruction(std::u16string_view AName);
   void SetProcessingInstruction(std::u16string_view AName, std::u16string_view AData);
 
+  // Selection from the root element.
   TXoDOMElementList* CreateElementList(std::u16string_view APath, TXoDOMSelectOptions AOptions);
-  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions);
+  TXoDOMElementList* CreateElementList(std::u16string_view APath, TXoDOMSelectOptionList AOptions) {
+    return CreateElementList(APath, TXoDOMSelectOptions(AOptions));
+  }
+  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions = {});
+  TXoDOMElement* SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptionList AOptions) {
+    return SelectSingleElement(APath, TXoDOMSelectOptions(AOptions));
+  }
 
 protected:
   friend class TXoDOMParser;
@@ -1224,3 +1249,6 @@ XoXMLString XoFormatXML(const std::string& AXML);
 void XoDOMWriteText(TStream* AStream, std::u16string_view AText, uint16_t ACodePage);
 
 }  // namespace xo
+
+// Filters of path steps: the compiled filter tree and its terms.
+#include "uXoXMLDOM/uXoXMLDOMXPath.h"

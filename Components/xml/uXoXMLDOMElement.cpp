@@ -503,29 +503,6 @@ void TXoDOMElement::_GetChildElements(TXoDOMElementList* AList, std::u16string_v
   });
 }
 
-TXoDOMElement* TXoDOMElement::SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
-  TXoDOMElement* cur = this;
-  for (const XoXMLString& step : XoTokenize(APath, u"/", true)) {
-    if (step == u".") continue;
-    if (step == u"..") {
-      cur = cur->ParentElement();
-      if (!cur) break;
-      continue;
-    }
-    TXoDOMSelectOptions opts = AOptions;
-    opts.Exclude(soRaise);
-    opts.Exclude(soCreate);
-    if (!opts.Contains(soLocalName) && !opts.Contains(soQualifiedName))
-      opts.Include(step.find(u':') != XoXMLString::npos ? soQualifiedName : soLocalName);
-    TXoDOMElement* next = cur->FindElement(step, opts);
-    if (!next && AOptions.Contains(soCreate)) next = cur->AddElement(step);
-    cur = next;
-    if (!cur) break;
-  }
-  if (!cur && AOptions.Contains(soRaise)) throw EXoDomNotFound(_cXoDOMNoNodeForName, {APath});
-  return cur;
-}
-
 // ---------------------------------------------------------------------------
 // Attribute values
 

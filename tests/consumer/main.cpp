@@ -3,6 +3,9 @@
 
 #include "uXoClasses.h"
 #include "uXoXMLUtils.h"
+
+#include "uXoXMLDOM.h"
+#include "uXoXPath.h"
 #include "uXoXSTypes.h"
 
 int main() {
@@ -24,6 +27,11 @@ int main() {
   }
   // Readers by UTF-8 text, UTF-16 text and variant.
   if (xo::XoXMLToInt("42") != 42 || xo::XoXMLToIntDef(u"x", 7) != 7 || xo::XoXMLToInt(xo::Null(), 7) != 7) return 1;
+
+  // Selection with a filter, through the installed headers.
+  xo::TXoDOMDocument doc(std::u16string(u"<r><i id=\"1\"/><i id=\"2\"/></r>"));
+  xo::TXoDOMNode* two = doc.SelectSingleNode(u"r/i[@id=\"2\"]");
+  if (!two || two != doc.RootNode()->SelectSingleNode(u"i[1]")) return 1;
   std::puts("consumer ok");
   return 0;
 }

@@ -1,0 +1,77 @@
+// Internals of path selection shared by the implementation files of
+// uXoXMLDOM and uXoXPath (not installed).
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "../uXoXMLDOM.h"
+
+namespace xo {
+
+// A path alternative cut into its steps once. What the walker would find out
+// about a step from the text alone (its kind, names, filters, and a syntax
+// error it would raise on reaching it) is settled here; the walk itself
+// raises such an error at the moment the walker reaches the step.
+struct TXoSelectStep {
+  enum TKind : uint8_t { skName, skGroup, skText, skNode, skAttr, skStar, skSelf, skParent, skAll, skNone };
+  TKind Kind = skName;
+  bool Deep = false;      // this step searches all descendants
+  bool NextDeep = false;  // "//" follows
+  bool IsLast = false;    // nothing follows: candidates go to the result
+  bool AfterDot = false;  // the step before was "."
+  bool CreateAllowed = false;  // no filter, or the filter is exactly "[0]"
+  // Error raised when the step is reached: 0 none, 1 EXoDomSyntax.
+  uint8_t Error = 0;
+  std::u16string ErrorMessage;
+  std::u16string Prefix;  // "*" for any
+  std::u16string Local;   // for attributes without the "@"
+  std::u16string FilterText;
+  std::vector<std::u16string> Filters;  // the bracketed parts
+  std::unique_ptr<struct TXoSelectAlt> Group;
+  // Compiled filters, kept while nothing observable depends on compiling
+  // again (see TXoSelectRun).
+  std::vector<std::unique_ptr<TXoXPathEquation>> Compiled;
+};
+
+struct TXoSelectAlt {
+  std::vector<TXoSelectStep> Steps;
+};
+
+// One top-level path: alternatives split at "|".
+struct TXoSelectProgram {
+  struct TAlt {
+    uint8_t Start = 0;  // 0 context node, 1 document, 2 document deep, 3 "/" (the context node itself)
+    TXoSelectAlt Walk;
+  };
+  std::vector<TAlt> Alts;
+  bool LocalNameMatch = false;
+  // Compiles APath for the given name matching.
+  static std::unique_ptr<TXoSelectProgram> Compile(std::u16string_view APath, bool ALocalNameMatch);
+};
+
+// The working state of one selection.
+struct TXoSelectRun {
+  TXoXPathCollationClass Collation = nullptr;
+  bool FirstOnly = false;
+  bool LocalNameMatch = false;
+  bool Create = false;
+};
+
+// Runs a compiled path from AContext into ANodes (no node twice).
+void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSelectRun& ARun,
+                 std::vector<TXoDOMNode*>& ANodes);
+// Compiles and runs APath.
+void XoSelect(TXoDOMNode* AContext, std::u16string_view APath, const TXoSelectRun& ARun,
+              std::vector<TXoDOMNode*>& ANodes);
+
+// Compiles the filter text ("[...]") for the options of a selection.
+std::unique_ptr<TXoXPathEquation> XoXPathCompileFilter(std::u16string_view AFilter,
+                                                       TXoDOMSelectMatchOption AMatchOption,
+                                                       TXoXPathCollationClass ACollation, bool* AShareable);
+// Called by the function registry when a compile creates a function that an
+// application registered: such a compiled filter is never kept for reuse.
+void XoXPathNoteApplicationFunction();
+
+}  // namespace xo

@@ -1,0 +1,656 @@
+// uXoXMLDOM, selection by path: CreateNodeList, SelectSingleNode,
+// CreateElementList, SelectSingleElement and the walker behind them.
+//
+// A path is cut into alternatives and steps once per call (a path inside a
+// filter once per term). The walk keeps its own stack instead of recursing
+// per step or per level of nesting, so a "//" search over a very deep tree
+// needs no more machine stack than over a flat one. Candidate lists are
+// reused between steps; names compare without allocating.
+#include <algorithm>
+#include <cstring>
+
+#include "uXoXMLDOM.h"
+#include "uXoXMLDOM/uXoXMLDOMSelect.h"
+#include "uXoXMLDOM/uXoXMLDOMTree.h"
+
+namespace xo {
+
+namespace {
+
+inline constexpr char16_t cNoNodesList[] = u"There are no nodes for the given path \"%s!.\"";
+inline constexpr char16_t cNoNodesElementList[] = u"There are no nodes for the given path \"%s\"!";
+inline constexpr char16_t cNoNodeSingle[] = u"There is no node for the given path \"%s\"!";
+inline constexpr char16_t cTooComplex[] = u"The given path \"%s\" was too complex to use the soCreate option!";
+inline constexpr char16_t cNoRootRaise[] = u"There is no node for the given path \"%s\".";
+inline constexpr char16_t cNoRootCreate[] = u"It is not possible to use XPath statements on documents without rootnode!";
+inline constexpr char16_t cEmptyPath[] = u"The specified nodePath is empty!";
+inline constexpr char16_t cBothRaiseCreate[] = u"It is not possible to specify both soRaise and soCreate!";
+inline constexpr char16_t cStartsWithSlash[] = u"The specified nodePath started with an unexpected token (/)!";
+inline constexpr char16_t cNoDOMNode[] = u"The XPath expression does not return a DOM Node!";
+inline constexpr char16_t cNotValid[] = u"The XPath expression is not valid!";
+inline constexpr char16_t cErrorAt[] = u"The XPath expression contains an error at \"%s\"!";
+inline constexpr char16_t cAfterStar[] = u"\r\na \"/\" or \"[\" was expected after the \"*\".";
+inline constexpr char16_t cAfterDots[] = u"\r\na \"/\" or \"[\" was expected after the \"..\".";
+inline constexpr char16_t cDeepParent[] = u"\r\nThe \"//\" cannot be used in combination with \"..\".";
+inline constexpr char16_t cCreateDeep[] =
+    u"The soCreate option cannot be used in combination with the \"//\" search option!";
+inline constexpr char16_t cInvalidCast[] = u"Invalid class typecast";
+
+// Brackets inside brackets and selections inside filters nest at most this
+// deep; beyond it a path is refused as invalid rather than risking the stack.
+constexpr int kMaxNesting = 200;
+thread_local int GNesting = 0;
+
+struct TNestingGuard {
+  TNestingGuard() {
+    if (++GNesting > kMaxNesting) {
+      --GNesting;
+      throw EXoDomSyntax(std::u16string(cNotValid));
+    }
+  }
+  ~TNestingGuard() { --GNesting; }
+};
+
+bool IsBlank(char16_t c) { return c <= u' '; }
+
+std::u16string_view TrimView(std::u16string_view s) {
+  size_t b = 0, e = s.size();
+  while (b < e && IsBlank(s[b])) ++b;
+  while (e > b && IsBlank(s[e - 1])) --e;
+  return s.substr(b, e - b);
+}
+
+char16_t FoldASCII(char16_t c) { return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c; }
+
+// Name comparison under a collation; the two built-in ones inline.
+inline bool SameName(TXoXPathCollationClass ACollation, std::u16string_view A, std::u16string_view B) {
+  static const TXoXPathCollationClass ci = TXoXPathCollationASCIICI::ClassRef();
+  static const TXoXPathCollationClass cp = TXoXPathCollationCodepoint::ClassRef();
+  if (ACollation == cp) return A == B;
+  if (ACollation == ci) {
+    if (A.size() != B.size()) return false;
+    for (size_t i = 0; i < A.size(); ++i)
+      if (A[i] != B[i] && FoldASCII(A[i]) != FoldASCII(B[i])) return false;
+    return true;
+  }
+  return ACollation->SameText(A, B);
+}
+
+// "text()" and "node()": a lower-case first letter, then any case.
+bool IsKeyword(std::u16string_view ALocal, std::u16string_view AKeyword) {
+  if (ALocal.size() != AKeyword.size() || ALocal.empty() || ALocal[0] != AKeyword[0]) return false;
+  for (size_t i = 1; i < ALocal.size(); ++i)
+    if (FoldASCII(ALocal[i]) != AKeyword[i]) return false;
+  return true;
+}
+
+// The bracketed parts of a filter text: each part runs to the "]" that
+// closes its "["; text behind the last part is a part of its own.
+std::vector<std::u16string> CutFilters(std::u16string_view AText) {
+  std::vector<std::u16string> parts;
+  size_t start = 0;
+  int depth = 0;
+  for (size_t i = 0; i < AText.size(); ++i) {
+    if (AText[i] == u'[') {
+      ++depth;
+    } else if (AText[i] == u']') {
+      if (--depth <= 0) {
+        std::u16string_view p = TrimView(AText.substr(start, i + 1 - start));
+        if (!p.empty()) parts.emplace_back(p);
+        start = i + 1;
+        depth = 0;
+      }
+    }
+  }
+  std::u16string_view tail = TrimView(AText.substr(std::min(start, AText.size())));
+  if (!tail.empty()) parts.emplace_back(tail);
+  return parts;
+}
+
+void CompileWalk(std::u16string_view APath, bool ADeep, std::u16string_view APrevStep, bool ALocalNameMatch,
+                 TXoSelectAlt& AAlt, int ANesting);
+
+void SetError(TXoSelectStep& AStep, std::u16string AMessage) {
+  AStep.Error = 1;
+  AStep.ErrorMessage = std::move(AMessage);
+  AStep.Kind = TXoSelectStep::skNone;
+  AStep.IsLast = true;
+}
+
+// Cuts the path into steps as the walker would on reaching each of them.
+void CompileWalk(std::u16string_view APath, bool ADeep, std::u16string_view APrevStep, bool ALocalNameMatch,
+                 TXoSelectAlt& AAlt, int ANesting) {
+  std::u16string prevStep(APrevStep);
+  std::u16string_view path = APath;
+  bool deep = ADeep;
+  for (;;) {
+    AAlt.Steps.emplace_back();
+    TXoSelectStep& s = AAlt.Steps.back();
+    s.Deep = deep;
+    s.AfterDot = prevStep == u".";
+    if (!path.empty() && path[0] == u'/') return SetError(s, cStartsWithSlash);
+
+    // Cut off the step: over a leading bracketed group, then to the next
+    // "/" outside a filter.
+    size_t n = path.size(), i = 0, stepStart = 0;
+    if (n && path[0] == u'(') {
+      int d = 0;
+      for (; i < n; ++i) {
+        if (path[i] == u'(') ++d;
+        if (path[i] == u')' && --d == 0) break;
+      }
+      if (i < n) stepStart = ++i;
+    }
+    while (i < n) {
+      char16_t c = path[i];
+      if (c == u'[') {
+        size_t j = path.find(u']', i);
+        i = j == std::u16string_view::npos ? n : j + 1;
+        continue;
+      }
+      if (c == u'/') break;
+      ++i;
+    }
+    std::u16string_view stepText, rest;
+    if (i >= n) {
+      stepText = TrimView(path);
+    } else {
+      stepText = TrimView(path.substr(stepStart, i - stepStart));
+      rest = path.substr(i);
+    }
+    bool nextDeep = false;
+    if (!rest.empty()) {
+      if (rest.size() >= 2 && rest[1] == u'/') {
+        nextDeep = true;
+        rest.remove_prefix(2);
+      } else {
+        if (rest.size() == 1) return SetError(s, cNoDOMNode);
+        rest.remove_prefix(1);
+      }
+    }
+    s.NextDeep = nextDeep;
+
+    // Filters from the first "[" on.
+    std::u16string_view name = stepText;
+    size_t fb = stepText.find(u'[');
+    if (fb != std::u16string_view::npos) {
+      s.FilterText = std::u16string(TrimView(stepText.substr(fb)));
+      name = TrimView(stepText.substr(0, fb));
+      s.Filters = CutFilters(s.FilterText);
+    }
+    s.CreateAllowed = s.FilterText.empty() || s.FilterText == u"[0]";
+    if (name.empty() && !deep) return SetError(s, cNotValid);
+
+    std::u16string prefix, local;
+    size_t colon = name.find(u':');
+    if (colon == std::u16string_view::npos) {
+      local = name;
+    } else {
+      prefix = name.substr(0, colon);
+      local = name.substr(colon + 1);
+    }
+    if (prefix.empty() && (ALocalNameMatch || local == u"*" || local == u".")) prefix = u"*";
+    if (!prefix.empty() && prefix[0] == u'@') {
+      prefix.erase(0, 1);
+      local.insert(local.begin(), u'@');
+    }
+
+    if (!name.empty() && name[0] == u'(') {
+      s.Kind = TXoSelectStep::skGroup;
+      size_t d = 0, e = 1;
+      for (e = 0; e < name.size(); ++e) {
+        if (name[e] == u'(') ++d;
+        if (name[e] == u')' && --d == 0) break;
+      }
+      if (ANesting + 1 > kMaxNesting) return SetError(s, cNotValid);
+      s.Group = std::make_unique<TXoSelectAlt>();
+      CompileWalk(name.substr(1, e - 1), deep, u"", ALocalNameMatch, *s.Group, ANesting + 1);
+    } else if (IsKeyword(local, u"text()")) {
+      s.Kind = TXoSelectStep::skText;
+    } else if (IsKeyword(local, u"node()")) {
+      s.Kind = TXoSelectStep::skNode;
+    } else if (!local.empty() && local[0] == u'@') {
+      s.Kind = TXoSelectStep::skAttr;
+      local.erase(0, 1);
+      if (ALocalNameMatch || (prefix.empty() && local == u"*")) prefix = u"*";
+    } else if (!local.empty() && local[0] == u'*') {
+      if (local != u"*") return SetError(s, XoFormat(cErrorAt, {stepText}) + cAfterStar);
+      s.Kind = TXoSelectStep::skStar;
+    } else if (!local.empty() && local[0] == u'.') {
+      if (local != u"." && local != u"..") return SetError(s, XoFormat(cErrorAt, {stepText}) + cAfterDots);
+      if (local == u"..") {
+        if (deep) return SetError(s, XoFormat(cErrorAt, {stepText}) + cDeepParent);
+        s.Kind = TXoSelectStep::skParent;
+      } else {
+        s.Kind = TXoSelectStep::skSelf;
+      }
+    } else if (local.empty() && deep) {
+      s.Kind = TXoSelectStep::skAll;
+    } else {
+      s.Kind = TXoSelectStep::skName;
+    }
+    s.Prefix = std::move(prefix);
+    s.Local = std::move(local);
+    s.IsLast = rest.empty() && !nextDeep;
+    if (s.IsLast) return;
+    prevStep = std::u16string(name);
+    path = rest;
+    deep = nextDeep;
+  }
+}
+
+// A set of node pointers (open addressing) for results that grow large.
+class TNodeSet {
+public:
+  bool Insert(TXoDOMNode* ANode) {
+    if ((FCount + 1) * 2 > FTable.size()) Grow();
+    size_t mask = FTable.size() - 1;
+    size_t h = Hash(ANode) & mask;
+    while (FTable[h]) {
+      if (FTable[h] == ANode) return false;
+      h = (h + 1) & mask;
+    }
+    FTable[h] = ANode;
+    ++FCount;
+    return true;
+  }
+
+private:
+  static size_t Hash(TXoDOMNode* p) {
+    return static_cast<size_t>((reinterpret_cast<uintptr_t>(p) >> 3) * 0x9E3779B97F4A7C15ull >> 17);
+  }
+  void Grow() {
+    std::vector<TXoDOMNode*> old;
+    old.swap(FTable);
+    FTable.assign(old.empty() ? 64 : old.size() * 2, nullptr);
+    FCount = 0;
+    for (TXoDOMNode* p : old)
+      if (p) Insert(p);
+  }
+  std::vector<TXoDOMNode*> FTable;
+  size_t FCount = 0;
+};
+
+// The result of a walk: appends a node unless it is there already.
+class TResult {
+public:
+  explicit TResult(std::vector<TXoDOMNode*>& ANodes) : FNodes(ANodes) {
+    for (TXoDOMNode* n : ANodes) Add(n, true);
+  }
+  void Add(TXoDOMNode* ANode, bool AKnown = false) {
+    if (!FUseSet) {
+      if (FNodes.size() < 16) {
+        if (!AKnown && std::find(FNodes.begin(), FNodes.end(), ANode) == FNodes.end()) FNodes.push_back(ANode);
+        return;
+      }
+      FUseSet = true;
+      for (TXoDOMNode* n : FNodes) FSet.Insert(n);
+    }
+    if (FSet.Insert(ANode) && !AKnown) FNodes.push_back(ANode);
+  }
+
+private:
+  std::vector<TXoDOMNode*>& FNodes;
+  TNodeSet FSet;
+  bool FUseSet = false;
+};
+
+struct TWalkFrame {
+  TXoDOMNode* Node;
+  uint32_t Step;
+  bool SiblingIter;  // Node is a child of a deep step's context: its next sibling follows
+};
+
+// Buffers of one walk, kept per thread for the next walk.
+struct TWalkScratch {
+  std::vector<TWalkFrame> Stack;
+  TXoDOMObjectList Cands;
+  TXoDOMObjectList Kept;
+  std::vector<TXoDOMNode*> Group;
+};
+
+thread_local std::vector<std::unique_ptr<TWalkScratch>> GScratchPool;
+
+class TScratchLease {
+public:
+  TScratchLease() {
+    if (GScratchPool.empty()) {
+      FScratch = new TWalkScratch();
+    } else {
+      FScratch = GScratchPool.back().release();
+      GScratchPool.pop_back();
+    }
+  }
+  ~TScratchLease() {
+    FScratch->Stack.clear();
+    FScratch->Cands.Clear();
+    FScratch->Kept.Clear();
+    FScratch->Group.clear();
+    if (GScratchPool.size() < 64)
+      GScratchPool.emplace_back(FScratch);
+    else
+      delete FScratch;
+  }
+  TWalkScratch* operator->() const { return FScratch; }
+
+private:
+  TWalkScratch* FScratch;
+};
+
+inline TXoDOMNode* NodeAt(const TXoDOMObjectList& AList, int32_t AIndex) {
+  return static_cast<TXoDOMNode*>(*(AList.begin() + AIndex));
+}
+
+inline TXoDOMNode* NextNonAttr(TXoDOMNode* ANode) {
+  TXoDOMNode* n = ANode->NextSibling();
+  while (n && n->GetNodeType() == ntAttribute) n = n->NextSibling();
+  return n;
+}
+inline TXoDOMNode* FirstNonAttr(TXoDOMNode* ANode) {
+  TXoDOMNode* n = ANode->FirstChild();
+  while (n && n->GetNodeType() == ntAttribute) n = n->NextSibling();
+  return n;
+}
+
+TXoXPathEquation* FilterFor(TXoSelectStep& AStep, size_t AIndex, const TXoSelectRun& ARun,
+                            std::unique_ptr<TXoXPathEquation>& ATemp) {
+  if (AStep.Compiled.size() > AIndex && AStep.Compiled[AIndex]) {
+    TXoXPathEquation* eq = AStep.Compiled[AIndex].get();
+    if (eq->Collation() == ARun.Collation) return eq;
+  }
+  bool shareable = false;
+  std::unique_ptr<TXoXPathEquation> eq = XoXPathCompileFilter(
+      AStep.Filters[AIndex], ARun.LocalNameMatch ? soLocalName : soQualifiedName, ARun.Collation, &shareable);
+  if (!shareable) {
+    ATemp = std::move(eq);
+    return ATemp.get();
+  }
+  if (AStep.Compiled.size() <= AIndex) AStep.Compiled.resize(AIndex + 1);
+  AStep.Compiled[AIndex] = std::move(eq);
+  return AStep.Compiled[AIndex].get();
+}
+
+void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult);
+
+// Step 8 of the walker: the candidates of a step at one context node.
+void Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w) {
+  TXoDOMObjectList& cands = w.Cands;
+  TXoXPathCollationClass coll = ARun.Collation;
+  bool anyPrefix = s.Prefix == u"*";
+  switch (s.Kind) {
+    case TXoSelectStep::skGroup: {
+      std::vector<TXoDOMNode*> tmp;
+      TXoSelectRun sub = ARun;
+      sub.FirstOnly = false;
+      {
+        TResult r(tmp);
+        TNestingGuard guard;
+        Walk(ANode, *s.Group, sub, r);
+      }
+      for (TXoDOMNode* n : tmp) cands.Add(n);
+      break;
+    }
+    case TXoSelectStep::skText:
+      for (TXoDOMNode* c = ANode->FirstChild(); c; c = c->NextSibling())
+        if (c->GetNodeType() == ntText || c->GetNodeType() == ntCDATA) cands.Add(c);
+      break;
+    case TXoSelectStep::skNode:
+    case TXoSelectStep::skAll:
+      for (TXoDOMNode* c = ANode->FirstChild(); c; c = c->NextSibling())
+        if (c->GetNodeType() != ntAttribute) cands.Add(c);
+      break;
+    case TXoSelectStep::skAttr: {
+      TXoDOMElement* e = nullptr;
+      if (ANode->GetNodeType() == ntElement)
+        e = static_cast<TXoDOMElement*>(ANode);
+      else if (ANode->GetNodeType() == ntDocument)
+        e = static_cast<TXoDOMDocument*>(ANode)->RootNode();
+      if (!e) break;
+      bool anyName = s.Local == u"*";
+      for (TXoDOMNode* a = e->FirstAttributeNode(); a; a = TXoDOMElement::NextTyped(a)) {
+        auto* attr = static_cast<TXoDOMAttribute*>(a);
+        if (!ARun.LocalNameMatch && attr->IsNamespace()) continue;
+        if (!anyName && !SameName(coll, attr->LocalNameView(), s.Local)) continue;
+        if (!anyPrefix && !SameName(coll, attr->PrefixView(), s.Prefix)) continue;
+        cands.Add(attr);
+      }
+      break;
+    }
+    case TXoSelectStep::skStar:
+      if (ANode->GetNodeType() == ntElement) {
+        auto* e = static_cast<TXoDOMElement*>(ANode);
+        for (TXoDOMNode* c = e->FirstElementNode(); c; c = TXoDOMElement::NextTyped(c))
+          if (anyPrefix || SameName(coll, c->PrefixView(), s.Prefix)) cands.Add(c);
+      } else if (ANode->GetNodeType() == ntDocument) {
+        if (TXoDOMElement* r = static_cast<TXoDOMDocument*>(ANode)->RootNode())
+          if (anyPrefix || SameName(coll, r->PrefixView(), s.Prefix)) cands.Add(r);
+      }
+      break;
+    case TXoSelectStep::skSelf:
+      if (!(s.AfterDot && !s.Deep)) cands.Add(ANode);
+      break;
+    case TXoSelectStep::skParent:
+      if (TXoDOMNode* p = ANode->ParentNode()) cands.Add(p);
+      break;
+    case TXoSelectStep::skName:
+      for (TXoDOMNode* c = ANode->FirstChild(); c; c = c->NextSibling()) {
+        if (c->GetNodeType() == ntAttribute) continue;
+        if (!SameName(coll, c->LocalNameView(), s.Local)) continue;
+        if (!anyPrefix && !SameName(coll, c->PrefixView(), s.Prefix)) continue;
+        cands.Add(c);
+      }
+      break;
+    case TXoSelectStep::skNone:
+      break;
+  }
+}
+
+void ApplyFilters(TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w) {
+  for (size_t k = 0; k < s.Filters.size() && w.Cands.Count() > 0; ++k) {
+    std::unique_ptr<TXoXPathEquation> temp;
+    TXoXPathEquation* eq = FilterFor(s, k, ARun, temp);
+    w.Kept.Clear();
+    int32_t n = w.Cands.Count();
+    for (int32_t i = 0; i < n; ++i)
+      if (eq->Evaluate(&w.Cands, i)) w.Kept.Add(*(w.Cands.begin() + i));
+    w.Cands.Assign(&w.Kept);
+  }
+}
+
+void Create(TXoDOMNode* ANode, TXoSelectStep& s, TXoDOMObjectList& ACands) {
+  auto* e = static_cast<TXoDOMElement*>(ANode);
+  std::u16string name = (s.Prefix.empty() || s.Prefix == u"*") ? s.Local : s.Prefix + u":" + s.Local;
+  if (s.Kind == TXoSelectStep::skName)
+    ACands.Add(e->AddElement(name));
+  else
+    ACands.Add(e->AddAttribute(name));
+}
+
+void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult) {
+  TScratchLease lease;
+  TWalkScratch& w = *lease.operator->();
+  w.Stack.push_back({AContext, 0, false});
+  while (!w.Stack.empty()) {
+    TWalkFrame f = w.Stack.back();
+    w.Stack.pop_back();
+    if (f.SiblingIter)
+      if (TXoDOMNode* nx = NextNonAttr(f.Node)) w.Stack.push_back({nx, f.Step, true});
+    TXoSelectStep& s = AAlt.Steps[f.Step];
+    if (s.Error) throw EXoDomSyntax(s.ErrorMessage);
+    w.Cands.Clear();
+    Collect(f.Node, s, ARun, w);
+    if (w.Cands.Count() > 0 && !s.Filters.empty()) ApplyFilters(s, ARun, w);
+    if (w.Cands.Count() == 0 && ARun.Create && s.CreateAllowed && f.Node->GetNodeType() == ntElement) {
+      if (s.Deep) throw Exception(std::u16string(cCreateDeep));
+      // Only a plain name or a named attribute can be made.
+      if (!s.Local.empty() &&
+          (s.Kind == TXoSelectStep::skName || (s.Kind == TXoSelectStep::skAttr && s.Local != u"*")))
+        Create(f.Node, s, w.Cands);
+    }
+    if (s.Deep)
+      if (TXoDOMNode* c = FirstNonAttr(f.Node)) w.Stack.push_back({c, f.Step, true});
+    int32_t n = w.Cands.Count();
+    if (!s.IsLast) {
+      for (int32_t i = n - 1; i >= 0; --i) w.Stack.push_back({NodeAt(w.Cands, i), f.Step + 1, false});
+    } else {
+      for (int32_t i = 0; i < n; ++i) AResult.Add(NodeAt(w.Cands, i));
+    }
+  }
+}
+
+TXoDOMNode* DocumentOf(TXoDOMNode* ANode) {
+  if (ANode->GetNodeType() == ntDocument) return ANode;
+  if (TXoDOMDocument* d = ANode->DOMDocument()) return d;
+  TXoDOMNode* top = ANode;
+  while (top->ParentNode()) top = top->ParentNode();
+  return top;
+}
+
+TXoSelectRun Resolve(TXoDOMObject* ANode, TXoDOMSelectOptions AOptions, bool AFirstOnly) {
+  if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive))
+    throw Exception(std::u16string(_cXoDOMBothCaseOptions));
+  if (AOptions.Contains(soRaise) && AOptions.Contains(soCreate)) throw Exception(std::u16string(cBothRaiseCreate));
+  TXoSelectRun run;
+  if (AOptions.Contains(soCaseSensitive))
+    run.Collation = TXoXPathCollationCodepoint::ClassRef();
+  else if (AOptions.Contains(soCaseInsensitive))
+    run.Collation = TXoXPathCollationASCIICI::ClassRef();
+  else
+    run.Collation = ANode->GetCollation();
+  if (AOptions.Contains(soLocalName))
+    run.LocalNameMatch = true;
+  else if (AOptions.Contains(soQualifiedName))
+    run.LocalNameMatch = false;
+  else
+    run.LocalNameMatch = ANode->GetSelectMatchOption() == soLocalName;
+  run.FirstOnly = AFirstOnly;
+  run.Create = AOptions.Contains(soCreate);
+  return run;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+
+std::unique_ptr<TXoSelectProgram> TXoSelectProgram::Compile(std::u16string_view APath, bool ALocalNameMatch) {
+  auto p = std::make_unique<TXoSelectProgram>();
+  p->LocalNameMatch = ALocalNameMatch;
+  size_t start = 0;
+  for (;;) {
+    size_t bar = APath.find(u'|', start);
+    std::u16string_view alt =
+        TrimView(APath.substr(start, bar == std::u16string_view::npos ? std::u16string_view::npos : bar - start));
+    p->Alts.emplace_back();
+    TAlt& a = p->Alts.back();
+    if (alt == u"/") {
+      a.Start = 3;
+    } else if (alt.size() >= 2 && alt[0] == u'/' && alt[1] == u'/') {
+      a.Start = 2;
+      CompileWalk(alt.substr(2), true, u"", ALocalNameMatch, a.Walk, 0);
+    } else if (!alt.empty() && alt[0] == u'/') {
+      a.Start = 1;
+      CompileWalk(alt.substr(1), false, u"", ALocalNameMatch, a.Walk, 0);
+    } else {
+      a.Start = 0;
+      CompileWalk(alt, false, u"", ALocalNameMatch, a.Walk, 0);
+    }
+    if (bar == std::u16string_view::npos) break;
+    start = bar + 1;
+  }
+  return p;
+}
+
+void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSelectRun& ARun,
+                 std::vector<TXoDOMNode*>& ANodes) {
+  TNestingGuard guard;
+  TResult result(ANodes);
+  for (TXoSelectProgram::TAlt& a : AProgram.Alts) {
+    switch (a.Start) {
+      case 3:
+        result.Add(AContext);
+        break;
+      case 1:
+      case 2:
+        Walk(DocumentOf(AContext), a.Walk, ARun, result);
+        break;
+      default:
+        Walk(AContext, a.Walk, ARun, result);
+        break;
+    }
+    if (ARun.FirstOnly && !ANodes.empty()) break;
+  }
+}
+
+void XoSelect(TXoDOMNode* AContext, std::u16string_view APath, const TXoSelectRun& ARun,
+              std::vector<TXoDOMNode*>& ANodes) {
+  std::unique_ptr<TXoSelectProgram> p = TXoSelectProgram::Compile(APath, ARun.LocalNameMatch);
+  XoSelectRun(AContext, *p, ARun, ANodes);
+}
+
+// ---------------------------------------------------------------------------
+// The public operations
+
+TXoDOMNodeList* TXoDOMNode::CreateNodeList(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
+  TXoSelectRun run = Resolve(this, AOptions, false);
+  std::unique_ptr<TXoDOMNodeList> list(new TXoDOMNodeList());
+  XoSelect(this, APath, run, list->FList);
+  if (list->FList.empty()) {
+    if (AOptions.Contains(soRaise)) throw EXoDomNotFound(cNoNodesList, {APath});
+    if (AOptions.Contains(soCreate)) throw EXoDomNotFound(cTooComplex, {APath});
+  }
+  return list.release();
+}
+
+TXoDOMNode* TXoDOMNode::SelectSingleNode(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
+  TXoSelectRun run = Resolve(this, AOptions, true);
+  std::vector<TXoDOMNode*> nodes;
+  XoSelect(this, APath, run, nodes);
+  if (nodes.empty()) {
+    if (AOptions.Contains(soRaise)) throw EXoDomNotFound(cNoNodeSingle, {APath});
+    if (AOptions.Contains(soCreate)) throw EXoDomNotFound(cTooComplex, {APath});
+    return nullptr;
+  }
+  return nodes.front();
+}
+
+TXoDOMElementList* TXoDOMElement::CreateElementList(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
+  TXoSelectRun run = Resolve(this, AOptions, false);
+  std::unique_ptr<TXoDOMElementList> list(new TXoDOMElementList());
+  std::vector<TXoDOMNode*> nodes;
+  XoSelect(this, APath, run, nodes);
+  // An element list holds elements only.
+  for (TXoDOMNode* n : nodes)
+    if (n->GetNodeType() == ntElement) list->FList.push_back(n);
+  if (list->FList.empty()) {
+    if (AOptions.Contains(soRaise)) throw EXoDomNotFound(cNoNodesElementList, {APath});
+    if (AOptions.Contains(soCreate)) throw EXoDomNotFound(cTooComplex, {APath});
+  }
+  return list.release();
+}
+
+TXoDOMElement* TXoDOMElement::SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
+  TXoDOMNode* n = SelectSingleNode(APath, AOptions);
+  if (n && n->GetNodeType() != ntElement) throw EInvalidCast(std::u16string(cInvalidCast));
+  return static_cast<TXoDOMElement*>(n);
+}
+
+TXoDOMElementList* TXoDOMDocument::CreateElementList(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
+  if (!FRootNode) {
+    if (AOptions.Contains(soRaise)) throw EXoDomNotFound(cNoRootRaise, {APath});
+    if (AOptions.Contains(soCreate)) throw Exception(std::u16string(cNoRootCreate));
+    return new TXoDOMElementList();
+  }
+  return FRootNode->CreateElementList(APath, AOptions);
+}
+
+TXoDOMElement* TXoDOMDocument::SelectSingleElement(std::u16string_view APath, TXoDOMSelectOptions AOptions) {
+  if (APath.empty()) throw Exception(std::u16string(cEmptyPath));
+  if (!FRootNode) {
+    if (AOptions.Contains(soRaise)) throw EXoDomNotFound(cNoRootRaise, {APath});
+    if (AOptions.Contains(soCreate)) throw Exception(std::u16string(cNoRootCreate));
+    return nullptr;
+  }
+  return FRootNode->SelectSingleElement(APath, AOptions);
+}
+
+}  // namespace xo
