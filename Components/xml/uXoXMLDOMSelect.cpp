@@ -239,6 +239,27 @@ void CompileWalk(std::u16string_view APath, bool ADeep, std::u16string_view APre
   }
 }
 
+bool WalkIsUnique(const TXoSelectAlt& AAlt) {
+  int deep = 0;
+  for (const TXoSelectStep& s : AAlt.Steps) {
+    if (s.Deep) ++deep;
+    switch (s.Kind) {
+      case TXoSelectStep::skParent:
+      case TXoSelectStep::skGroup:
+        return false;
+      case TXoSelectStep::skAttr:
+      case TXoSelectStep::skSelf:
+        // A document context gives its root element's attributes, and "."
+        // in a deep search visits the document and its root element both.
+        if (s.Deep) return false;
+        break;
+      default:
+        break;
+    }
+  }
+  return deep <= 1;
+}
+
 // A set of node pointers (open addressing) for results that grow large.
 class TNodeSet {
 public:
@@ -277,7 +298,14 @@ public:
   explicit TResult(std::vector<TXoDOMNode*>& ANodes) : FNodes(ANodes) {
     for (TXoDOMNode* n : ANodes) Add(n, true);
   }
+  // While set, nodes are appended unchecked (a walk that cannot repeat a
+  // node, into an empty result).
+  bool Unchecked = false;
   void Add(TXoDOMNode* ANode, bool AKnown = false) {
+    if (Unchecked) {
+      FNodes.push_back(ANode);
+      return;
+    }
     if (!FUseSet) {
       if (FNodes.size() < 16) {
         if (!AKnown && std::find(FNodes.begin(), FNodes.end(), ANode) == FNodes.end()) FNodes.push_back(ANode);
@@ -298,7 +326,6 @@ private:
 struct TWalkFrame {
   TXoDOMNode* Node;
   uint32_t Step;
-  bool SiblingIter;  // Node is a child of a deep step's context: its next sibling follows
 };
 
 // Buffers of one walk, kept per thread for the next walk.
@@ -307,6 +334,7 @@ struct TWalkScratch {
   TXoDOMObjectList Cands;
   TXoDOMObjectList Kept;
   std::vector<TXoDOMNode*> Group;
+  std::vector<TXoDOMNode*> Descend;  // children a deep step goes on into
 };
 
 thread_local std::vector<std::unique_ptr<TWalkScratch>> GScratchPool;
@@ -326,6 +354,7 @@ public:
     FScratch->Cands.Clear();
     FScratch->Kept.Clear();
     FScratch->Group.clear();
+    FScratch->Descend.clear();
     if (GScratchPool.size() < 64)
       GScratchPool.emplace_back(FScratch);
     else
@@ -341,15 +370,36 @@ inline TXoDOMNode* NodeAt(const TXoDOMObjectList& AList, int32_t AIndex) {
   return static_cast<TXoDOMNode*>(*(AList.begin() + AIndex));
 }
 
-inline TXoDOMNode* NextNonAttr(TXoDOMNode* ANode) {
-  TXoDOMNode* n = ANode->NextSibling();
-  while (n && n->GetNodeType() == ntAttribute) n = n->NextSibling();
+// The next node of a chain of children, with the node after it requested
+// from memory already: the walk over a large tree waits on memory, and a
+// chain can only be followed one node at a time.
+inline TXoDOMNode* NextOf(TXoDOMNode* ANode) {
+  TXoDOMNode* n = *++TXoDOMNode::TChildIter(ANode);
+  if (n) {
+    __builtin_prefetch(n);
+    __builtin_prefetch(reinterpret_cast<const char*>(n) + 64);
+  }
   return n;
 }
-inline TXoDOMNode* FirstNonAttr(TXoDOMNode* ANode) {
+inline TXoDOMNode* FirstOf(TXoDOMNode* ANode) {
   TXoDOMNode* n = ANode->FirstChild();
-  while (n && n->GetNodeType() == ntAttribute) n = n->NextSibling();
+  if (n) {
+    __builtin_prefetch(n);
+    __builtin_prefetch(reinterpret_cast<const char*>(n) + 64);
+  }
   return n;
+}
+
+// The children a deep search descends into: every child but attributes.
+// Where a step can find nothing at a node without children (every kind but
+// ".", a group and ".."), such children are passed over: the walk would
+// visit them for nothing.
+inline bool Visit(TXoDOMNode* ANode, bool ALeaves) {
+  return ANode->GetNodeType() != ntAttribute && (ALeaves || ANode->FirstChild());
+}
+inline bool NeedsLeaves(const TXoSelectStep& AStep) {
+  return AStep.Kind == TXoSelectStep::skSelf || AStep.Kind == TXoSelectStep::skGroup ||
+         AStep.Kind == TXoSelectStep::skParent || AStep.Kind == TXoSelectStep::skNone;
 }
 
 TXoXPathEquation* FilterFor(TXoSelectStep& AStep, size_t AIndex, const TXoSelectRun& ARun,
@@ -373,8 +423,13 @@ TXoXPathEquation* FilterFor(TXoSelectStep& AStep, size_t AIndex, const TXoSelect
 void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult);
 
 // Step 8 of the walker: the candidates of a step at one context node.
-void Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w) {
+// With ADescend, the children a deep search goes on into are gathered on the
+// same pass over the children where the kind of step walks them anyway;
+// answers whether it did.
+bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w,
+             std::vector<TXoDOMNode*>* ADescend) {
   TXoDOMObjectList& cands = w.Cands;
+  bool leaves = NeedsLeaves(s);
   TXoXPathCollationClass coll = ARun.Collation;
   bool anyPrefix = s.Prefix == u"*";
   switch (s.Kind) {
@@ -391,14 +446,19 @@ void Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
       break;
     }
     case TXoSelectStep::skText:
-      for (TXoDOMNode* c = ANode->FirstChild(); c; c = c->NextSibling())
+      for (TXoDOMNode* c = FirstOf(ANode); c; c = NextOf(c)) {
         if (c->GetNodeType() == ntText || c->GetNodeType() == ntCDATA) cands.Add(c);
-      break;
+        if (ADescend && Visit(c, leaves)) ADescend->push_back(c);
+      }
+      return ADescend != nullptr;
     case TXoSelectStep::skNode:
     case TXoSelectStep::skAll:
-      for (TXoDOMNode* c = ANode->FirstChild(); c; c = c->NextSibling())
-        if (c->GetNodeType() != ntAttribute) cands.Add(c);
-      break;
+      for (TXoDOMNode* c = FirstOf(ANode); c; c = NextOf(c)) {
+        if (c->GetNodeType() == ntAttribute) continue;
+        cands.Add(c);
+        if (ADescend && Visit(c, leaves)) ADescend->push_back(c);
+      }
+      return ADescend != nullptr;
     case TXoSelectStep::skAttr: {
       TXoDOMElement* e = nullptr;
       if (ANode->GetNodeType() == ntElement)
@@ -433,16 +493,18 @@ void Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
       if (TXoDOMNode* p = ANode->ParentNode()) cands.Add(p);
       break;
     case TXoSelectStep::skName:
-      for (TXoDOMNode* c = ANode->FirstChild(); c; c = c->NextSibling()) {
+      for (TXoDOMNode* c = FirstOf(ANode); c; c = NextOf(c)) {
         if (c->GetNodeType() == ntAttribute) continue;
+        if (ADescend && Visit(c, leaves)) ADescend->push_back(c);
         if (!SameName(coll, c->LocalNameView(), s.Local)) continue;
         if (!anyPrefix && !SameName(coll, c->PrefixView(), s.Prefix)) continue;
         cands.Add(c);
       }
-      break;
+      return ADescend != nullptr;
     case TXoSelectStep::skNone:
       break;
   }
+  return false;
 }
 
 void ApplyFilters(TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w) {
@@ -469,16 +531,18 @@ void Create(TXoDOMNode* ANode, TXoSelectStep& s, TXoDOMObjectList& ACands) {
 void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult) {
   TScratchLease lease;
   TWalkScratch& w = *lease.operator->();
-  w.Stack.push_back({AContext, 0, false});
+  w.Stack.push_back({AContext, 0});
   while (!w.Stack.empty()) {
     TWalkFrame f = w.Stack.back();
     w.Stack.pop_back();
-    if (f.SiblingIter)
-      if (TXoDOMNode* nx = NextNonAttr(f.Node)) w.Stack.push_back({nx, f.Step, true});
+    // The next frame's children are requested from memory while this one
+    // is worked on.
+    if (!w.Stack.empty()) FirstOf(w.Stack.back().Node);
     TXoSelectStep& s = AAlt.Steps[f.Step];
     if (s.Error) throw EXoDomSyntax(s.ErrorMessage);
     w.Cands.Clear();
-    Collect(f.Node, s, ARun, w);
+    w.Descend.clear();
+    bool gathered = Collect(f.Node, s, ARun, w, s.Deep ? &w.Descend : nullptr);
     if (w.Cands.Count() > 0 && !s.Filters.empty()) ApplyFilters(s, ARun, w);
     if (w.Cands.Count() == 0 && ARun.Create && s.CreateAllowed && f.Node->GetNodeType() == ntElement) {
       if (s.Deep) throw Exception(std::u16string(cCreateDeep));
@@ -487,11 +551,19 @@ void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TR
           (s.Kind == TXoSelectStep::skName || (s.Kind == TXoSelectStep::skAttr && s.Local != u"*")))
         Create(f.Node, s, w.Cands);
     }
-    if (s.Deep)
-      if (TXoDOMNode* c = FirstNonAttr(f.Node)) w.Stack.push_back({c, f.Step, true});
+    // A deep step goes on into the children after the candidates and all
+    // that follows from them: pushed first, they come off the stack last.
+    if (s.Deep) {
+      if (!gathered) {
+        bool leaves = NeedsLeaves(s);
+        for (TXoDOMNode* c = FirstOf(f.Node); c; c = NextOf(c))
+          if (Visit(c, leaves)) w.Descend.push_back(c);
+      }
+      for (size_t i = w.Descend.size(); i-- > 0;) w.Stack.push_back({w.Descend[i], f.Step});
+    }
     int32_t n = w.Cands.Count();
     if (!s.IsLast) {
-      for (int32_t i = n - 1; i >= 0; --i) w.Stack.push_back({NodeAt(w.Cands, i), f.Step + 1, false});
+      for (int32_t i = n - 1; i >= 0; --i) w.Stack.push_back({NodeAt(w.Cands, i), f.Step + 1});
     } else {
       for (int32_t i = 0; i < n; ++i) AResult.Add(NodeAt(w.Cands, i));
     }
@@ -554,14 +626,53 @@ std::unique_ptr<TXoSelectProgram> TXoSelectProgram::Compile(std::u16string_view 
       a.Start = 0;
       CompileWalk(alt, false, u"", ALocalNameMatch, a.Walk, 0);
     }
+    a.Walk.Unique = WalkIsUnique(a.Walk);
     if (bar == std::u16string_view::npos) break;
     start = bar + 1;
   }
   return p;
 }
 
+namespace {
+// The common path inside a filter, one plain step ("price", "@id") from one
+// node, without the walk's machinery. Answers false for any other path.
+bool SelectSimple(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSelectRun& ARun,
+                  std::vector<TXoDOMNode*>& ANodes) {
+  if (AProgram.Alts.size() != 1 || ARun.Create || !ANodes.empty()) return false;
+  TXoSelectProgram::TAlt& a = AProgram.Alts[0];
+  if (a.Start != 0 || a.Walk.Steps.size() != 1) return false;
+  const TXoSelectStep& s = a.Walk.Steps[0];
+  if (s.Error || s.Deep || !s.Filters.empty()) return false;
+  TXoXPathCollationClass coll = ARun.Collation;
+  bool anyPrefix = s.Prefix == u"*";
+  if (s.Kind == TXoSelectStep::skName) {
+    for (TXoDOMNode* c = FirstOf(AContext); c; c = NextOf(c)) {
+      if (c->GetNodeType() == ntAttribute) continue;
+      if (!SameName(coll, c->LocalNameView(), s.Local)) continue;
+      if (!anyPrefix && !SameName(coll, c->PrefixView(), s.Prefix)) continue;
+      ANodes.push_back(c);
+    }
+    return true;
+  }
+  if (s.Kind == TXoSelectStep::skAttr && AContext->GetNodeType() == ntElement) {
+    bool anyName = s.Local == u"*";
+    auto* e = static_cast<TXoDOMElement*>(AContext);
+    for (TXoDOMNode* a = e->FirstAttributeNode(); a; a = TXoDOMElement::NextTyped(a)) {
+      auto* attr = static_cast<TXoDOMAttribute*>(a);
+      if (!ARun.LocalNameMatch && attr->IsNamespace()) continue;
+      if (!anyName && !SameName(coll, attr->LocalNameView(), s.Local)) continue;
+      if (!anyPrefix && !SameName(coll, attr->PrefixView(), s.Prefix)) continue;
+      ANodes.push_back(attr);
+    }
+    return true;
+  }
+  return false;
+}
+}  // namespace
+
 void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSelectRun& ARun,
                  std::vector<TXoDOMNode*>& ANodes) {
+  if (SelectSimple(AContext, AProgram, ARun, ANodes)) return;
   TNestingGuard guard;
   TResult result(ANodes);
   for (TXoSelectProgram::TAlt& a : AProgram.Alts) {
@@ -569,12 +680,10 @@ void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSele
       case 3:
         result.Add(AContext);
         break;
-      case 1:
-      case 2:
-        Walk(DocumentOf(AContext), a.Walk, ARun, result);
-        break;
       default:
-        Walk(AContext, a.Walk, ARun, result);
+        result.Unchecked = a.Walk.Unique && ANodes.empty() && AProgram.Alts.size() == 1;
+        Walk(a.Start == 0 ? AContext : DocumentOf(AContext), a.Walk, ARun, result);
+        result.Unchecked = false;
         break;
     }
     if (ARun.FirstOnly && !ANodes.empty()) break;

@@ -37,6 +37,9 @@ struct TXoSelectStep {
 
 struct TXoSelectAlt {
   std::vector<TXoSelectStep> Steps;
+  // The walk can reach no node twice (only downward steps, at most one of
+  // them deep), so its result needs no check for doubles.
+  bool Unique = false;
 };
 
 // One top-level path: alternatives split at "|".
