@@ -2,6 +2,7 @@
 // attributes, groups, creation, the document's forms, errors, deep trees.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -223,4 +224,20 @@ TEST(Select, DeepTreesAreSearchedWithoutRecursion) {
   EXPECT_EQ(Sel(d.get(), u"//leaf"), "leaf");
   std::unique_ptr<TXoDOMNodeList> pairs(d->CreateNodeList(u"//n/n[0]", {}));
   EXPECT_EQ(pairs->Count(), depth - 1);
+}
+
+TEST(Select, RepeatedDeepSearchesAndNestedGroupsStayPolynomial) {
+  // 121 nodes; each "//." multiplies the paths to a node by the tree's size.
+  std::u16string xml = u"<r>";
+  for (int i = 0; i < 10; ++i) xml += u"<a><b/><b/><b/><b/><b/><b/><b/><b/><b/><b/></a>";
+  xml += u"</r>";
+  auto d = Load(xml.c_str());
+  auto start = std::chrono::steady_clock::now();
+  std::unique_ptr<TXoDOMNodeList> all(d->CreateNodeList(u".//.//.//.//.//.//.//.//.", {}));
+  EXPECT_EQ(all->Count(), 112);  // the document, r, 10 a and 100 b
+  std::unique_ptr<TXoDOMNodeList> groups(d->CreateNodeList(u"r//(.//(.//(.//(.//(.//(.//.))))))", {}));
+  EXPECT_EQ(groups->Count(), 111);  // r and its 110 descendants
+  std::unique_ptr<TXoDOMNodeList> bs(d->CreateNodeList(u"//a//b//.//.//.", {}));
+  EXPECT_EQ(bs->Count(), 100);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }

@@ -291,3 +291,16 @@ TEST(XPathRegistry, CollationsAndTheirURIs) {
   EXPECT_EQ(U8(x.Message()), "An exception was raised");
   EXPECT_NE(dynamic_cast<const EXoDomException*>(&x), nullptr);
 }
+
+TEST(XPathFilter, FiltersInPathsInFiltersStayPolynomial) {
+  std::u16string xml = u"<r>";
+  for (int i = 0; i < 30; ++i) xml += u"<a><b><c/></b><b/></a>";
+  xml += u"</r>";
+  auto d = Load(xml.c_str());
+  auto start = std::chrono::steady_clock::now();
+  std::string thirty;
+  for (int i = 0; i < 30; ++i) thirty += i ? " a" : "a";
+  EXPECT_EQ(Ids(d.get(), u"//a[//b[//c[//b[//a[//c[//b]]]]]]"), thirty);
+  EXPECT_EQ(Ids(d.get(), u"//a[.//b[..//c[../..//b[..//c]]]]"), thirty);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}

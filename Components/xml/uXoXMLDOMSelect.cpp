@@ -40,6 +40,8 @@ inline constexpr char16_t cInvalidCast[] = u"Invalid class typecast";
 // deep; beyond it a path is refused as invalid rather than risking the stack.
 constexpr int kMaxNesting = 200;
 thread_local int GNesting = 0;
+thread_local uint64_t GEpochCounter = 0;
+thread_local uint64_t GEpoch = 0;
 
 struct TNestingGuard {
   TNestingGuard() {
@@ -49,6 +51,43 @@ struct TNestingGuard {
     }
   }
   ~TNestingGuard() { --GNesting; }
+};
+
+// A pair set (node, step) for the frames a walk has worked on already.
+class TFrameSet {
+public:
+  bool Insert(TXoDOMNode* ANode, uint32_t AStep) {
+    if ((FCount + 1) * 2 > FTable.size()) Grow();
+    size_t mask = FTable.size() - 1;
+    size_t h = Hash(ANode, AStep) & mask;
+    while (FTable[h].Node) {
+      if (FTable[h].Node == ANode && FTable[h].Step == AStep) return false;
+      h = (h + 1) & mask;
+    }
+    FTable[h] = {ANode, AStep};
+    ++FCount;
+    return true;
+  }
+
+private:
+  struct TEntry {
+    TXoDOMNode* Node = nullptr;
+    uint32_t Step = 0;
+  };
+  static size_t Hash(TXoDOMNode* p, uint32_t s) {
+    return static_cast<size_t>(((reinterpret_cast<uintptr_t>(p) >> 3) ^ (uint64_t(s) << 40)) *
+                                   0x9E3779B97F4A7C15ull >> 17);
+  }
+  void Grow() {
+    std::vector<TEntry> old;
+    old.swap(FTable);
+    FTable.assign(old.empty() ? 64 : old.size() * 2, TEntry());
+    FCount = 0;
+    for (const TEntry& e : old)
+      if (e.Node) Insert(e.Node, e.Step);
+  }
+  std::vector<TEntry> FTable;
+  size_t FCount = 0;
 };
 
 bool IsBlank(char16_t c) { return c <= u' '; }
@@ -434,6 +473,20 @@ bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
   bool anyPrefix = s.Prefix == u"*";
   switch (s.Kind) {
     case TXoSelectStep::skGroup: {
+      // A group at the same node gives the same nodes for the rest of the
+      // selection; kept, nested groups under deep searches stay polynomial.
+      uint64_t epoch = GEpoch;
+      if (epoch && s.GroupMemoEpoch != epoch) {
+        s.GroupMemo.clear();
+        s.GroupMemoEpoch = epoch;
+      }
+      if (epoch) {
+        auto it = s.GroupMemo.find(ANode);
+        if (it != s.GroupMemo.end()) {
+          for (TXoDOMNode* n : it->second) cands.Add(n);
+          break;
+        }
+      }
       std::vector<TXoDOMNode*> tmp;
       TXoSelectRun sub = ARun;
       sub.FirstOnly = false;
@@ -443,6 +496,7 @@ bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
         Walk(ANode, *s.Group, sub, r);
       }
       for (TXoDOMNode* n : tmp) cands.Add(n);
+      if (epoch) s.GroupMemo[ANode] = std::move(tmp);
       break;
     }
     case TXoSelectStep::skText:
@@ -532,9 +586,15 @@ void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TR
   TScratchLease lease;
   TWalkScratch& w = *lease.operator->();
   w.Stack.push_back({AContext, 0});
+  // Where a node can be reached twice, a step is worked at a node once: the
+  // second time would find the same nodes (and raise the same errors, which
+  // the first time did already).
+  std::unique_ptr<TFrameSet> seen;
+  if (!AAlt.Unique) seen = std::make_unique<TFrameSet>();
   while (!w.Stack.empty()) {
     TWalkFrame f = w.Stack.back();
     w.Stack.pop_back();
+    if (seen && !seen->Insert(f.Node, f.Step)) continue;
     // The next frame's children are requested from memory while this one
     // is worked on.
     if (!w.Stack.empty()) FirstOf(w.Stack.back().Node);
@@ -603,6 +663,9 @@ TXoSelectRun Resolve(TXoDOMObject* ANode, TXoDOMSelectOptions AOptions, bool AFi
 }  // namespace
 
 // ---------------------------------------------------------------------------
+
+int XoSelectNesting() { return GNesting; }
+uint64_t XoSelectEpoch() { return GEpoch; }
 
 std::unique_ptr<TXoSelectProgram> TXoSelectProgram::Compile(std::u16string_view APath, bool ALocalNameMatch) {
   auto p = std::make_unique<TXoSelectProgram>();
@@ -673,6 +736,16 @@ bool SelectSimple(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSel
 void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSelectRun& ARun,
                  std::vector<TXoDOMNode*>& ANodes) {
   if (SelectSimple(AContext, AProgram, ARun, ANodes)) return;
+  struct TEpoch {
+    bool Top;
+    uint64_t Saved;
+    explicit TEpoch(bool ACreate) : Top(GNesting == 0), Saved(GEpoch) {
+      if (Top) GEpoch = ACreate ? 0 : ++GEpochCounter;
+    }
+    ~TEpoch() {
+      if (Top) GEpoch = Saved;
+    }
+  } epoch(ARun.Create);
   TNestingGuard guard;
   TResult result(ANodes);
   for (TXoSelectProgram::TAlt& a : AProgram.Alts) {

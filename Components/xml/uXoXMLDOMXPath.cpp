@@ -1,6 +1,7 @@
 // uXoXMLDOM, filters: the compiler of the text between "[" and "]", the term
 // classes and the evaluation of the compiled tree.
 #include <cstring>
+#include <unordered_map>
 
 #include "uXoXMLDOM.h"
 #include "uXoXMLDOM/uXoXMLDOMSelect.h"
@@ -541,11 +542,41 @@ TXoXPathValueTerm::TXoXPathValueTerm(TXoXPathEquation* AEquation, TXoTextParser*
   (void)AParser;
 }
 
+struct TXoXPathNodeMemo {
+  uint64_t Epoch = 0;
+  std::unordered_map<TXoDOMNode*, std::vector<TXoDOMNode*>> Nodes;
+};
+
 TXoXPathValueTerm::~TXoXPathValueTerm() = default;
 
 void TXoXPathValueTerm::CollectNodes(TXoDOMObjectList* AList, int32_t AIndex, std::vector<TXoDOMNode*>& ANodes) {
   auto* ctx = static_cast<TXoDOMNode*>(AList->GetItem(AIndex));
   if (!ctx) return;
+  // A path in a filter of a selection that a filter started is asked again
+  // for the same nodes as often as the outer filters run; within one
+  // selection the tree stays as it is, so the answer is kept.
+  uint64_t epoch = XoSelectEpoch();
+  if (epoch && XoSelectNesting() >= 2 && ANodes.empty()) {
+    if (!FMemo) FMemo = std::make_unique<TXoXPathNodeMemo>();
+    if (FMemo->Epoch != epoch) {
+      FMemo->Nodes.clear();
+      FMemo->Epoch = epoch;
+    }
+    auto it = FMemo->Nodes.find(ctx);
+    if (it != FMemo->Nodes.end()) {
+      ANodes = it->second;
+      return;
+    }
+    std::vector<TXoDOMNode*> found;
+    CollectNodesUncached(ctx, found);
+    ANodes = found;
+    FMemo->Nodes.emplace(ctx, std::move(found));
+    return;
+  }
+  CollectNodesUncached(ctx, ANodes);
+}
+
+void TXoXPathValueTerm::CollectNodesUncached(TXoDOMNode* ctx, std::vector<TXoDOMNode*>& ANodes) {
   // The options of GetSelectOptions, resolved: a collation and a name
   // matching; neither raising nor creating.
   TXoDOMSelectOptions o = FEquation->GetSelectOptions();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <unordered_map>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,10 @@ struct TXoSelectStep {
   std::u16string FilterText;
   std::vector<std::u16string> Filters;  // the bracketed parts
   std::unique_ptr<struct TXoSelectAlt> Group;
+  // The nodes the group gave at a context node, kept for the rest of one
+  // selection (see XoSelectEpoch).
+  std::unordered_map<TXoDOMNode*, std::vector<TXoDOMNode*>> GroupMemo;
+  uint64_t GroupMemoEpoch = 0;
   // Compiled filters, kept while nothing observable depends on compiling
   // again (see TXoSelectRun).
   std::vector<std::unique_ptr<TXoXPathEquation>> Compiled;
@@ -68,6 +73,15 @@ void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSele
 // Compiles and runs APath.
 void XoSelect(TXoDOMNode* AContext, std::u16string_view APath, const TXoSelectRun& ARun,
               std::vector<TXoDOMNode*>& ANodes);
+
+// How deep selections are nested right now on this thread (0 outside any,
+// 1 in a selection a program started, 2 in one that a filter started, ...),
+// and a number that changes with every selection a program starts and that
+// is 0 while that selection may create nodes. What a walk learns about a
+// tree may be kept while the number stays the same: the tree does not change
+// meanwhile.
+int XoSelectNesting();
+uint64_t XoSelectEpoch();
 
 // Compiles the filter text ("[...]") for the options of a selection.
 std::unique_ptr<TXoXPathEquation> XoXPathCompileFilter(std::u16string_view AFilter,

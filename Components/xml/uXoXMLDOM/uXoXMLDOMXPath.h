@@ -135,8 +135,12 @@ public:
   const XoXMLString& Path() const { return FPath; }
 
 protected:
+  void CollectNodesUncached(TXoDOMNode* AContext, std::vector<TXoDOMNode*>& ANodes);
   XoXMLString FPath;
   std::unique_ptr<TXoSelectProgram> FProgram;  // the path, cut into steps once
+  // Inside nested selections, the nodes found per context node for the
+  // rest of one selection (filters in paths in filters stay polynomial).
+  std::unique_ptr<struct TXoXPathNodeMemo> FMemo;
 };
 
 // Base of the function terms. ParseParams runs with the parser behind the
