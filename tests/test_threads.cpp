@@ -1,6 +1,6 @@
 // Many threads at once, each with objects of its own: parsing, value
-// conversions, JSON and form text as events, the type registry, typed
-// simple values and regular
+// conversions, JSON and form text as events, XML and JSON documents, the
+// type registry, typed simple values and regular
 // expressions. All threads start together, so that the library's start-up
 // registrations and every lazily filled cache race. Run under
 // ThreadSanitizer (-DXO_SANITIZE=thread) this proves there is no data race;
@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "uXoJSON.h"
+#include "uXoXMLDOM.h"
 #include "uXoRegEx.h"
 #include "uXoSAX.h"
 #include "uXoTypes.h"
@@ -270,4 +271,48 @@ TEST(Threads, JSONAndFormTextAsEvents) {
   EXPECT_EQ(want.at(1200), want.at(65001));
   for (const auto& list : seen)
     for (const auto& [cp, counts] : list) EXPECT_EQ(counts, want.at(cp)) << "source " << cp;
+}
+
+namespace {
+
+// Loads, changes and saves an XML document (from XML or from JSON text).
+XoXMLString XMLRoundTrip(const XoXMLString& AText, int AThread) {
+  TXoDOMDocument doc;
+  doc.LoadXML(AText);
+  TXoDOMElement* added = doc.GetRootNode()->AddElement(u"added");
+  added->SetAttribute(u"thread", XoIntToXML(AThread % 2));
+  added->SetAsString(u"a < b & c");
+  return doc.GetXML() + doc.GetFormattedXML();
+}
+
+XoJSONString JSONRoundTrip(const XoJSONString& AText) {
+  TXoJSONDocument* doc = TXoJSONDocument::CreateFromJSON(AText);
+  XoJSONString out = doc->GetAsJSON();
+  doc->Free();
+  return out;
+}
+
+}  // namespace
+
+TEST(Threads, DocumentsLoadChangeAndSave) {
+  const XoXMLString xml = SampleDocument();
+  XoJSONString json = u"{\"items\":[";
+  for (int i = 0; i < 40; ++i)
+    json += XoJSONString(i ? u"," : u"") + u"{\"id\":" + XoIntToXML(i) + u",\"name\":\"caf\u00e9\",\"on\":true}";
+  json += u"]}";
+  std::vector<std::vector<std::pair<int, XoXMLString>>> seen(kThreads);
+  int failures = RunTogether([&](int t, int round) {
+    switch ((t + round) % 3) {
+      case 0: seen[static_cast<size_t>(t)].push_back({t % 2, XMLRoundTrip(xml, t)}); break;
+      case 1: seen[static_cast<size_t>(t)].push_back({2 + t % 2, XMLRoundTrip(json, t)}); break;
+      default: seen[static_cast<size_t>(t)].push_back({4, JSONRoundTrip(json)}); break;
+    }
+    return true;
+  });
+  EXPECT_EQ(failures, 0);
+  const XoXMLString want[] = {XMLRoundTrip(xml, 0), XMLRoundTrip(xml, 1), XMLRoundTrip(json, 0),
+                              XMLRoundTrip(json, 1), JSONRoundTrip(json)};
+  EXPECT_NE(want[0].find(u"a &lt; b &amp; c"), XoXMLString::npos);
+  for (const auto& list : seen)
+    for (const auto& [kind, text] : list) EXPECT_EQ(text, want[kind]) << "kind " << kind;
 }
