@@ -1,6 +1,7 @@
 // Many threads at once, each with objects of its own: parsing, value
 // conversions, JSON and form text as events, XML and JSON documents, the
-// type registry, typed simple values and regular
+// selection with filters, the type registry, typed simple values and
+// regular
 // expressions. All threads start together, so that the library's start-up
 // registrations and every lazily filled cache race. Run under
 // ThreadSanitizer (-DXO_SANITIZE=thread) this proves there is no data race;
@@ -13,6 +14,7 @@
 #include <functional>
 #include <latch>
 #include <map>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -315,4 +317,36 @@ TEST(Threads, DocumentsLoadChangeAndSave) {
   EXPECT_NE(want[0].find(u"a &lt; b &amp; c"), XoXMLString::npos);
   for (const auto& list : seen)
     for (const auto& [kind, text] : list) EXPECT_EQ(text, want[kind]) << "kind " << kind;
+}
+
+TEST(Threads, SelectionWithFilters) {
+  XoXMLString xml = u"<r>";
+  for (int i = 0; i < 60; ++i)
+    xml += u"<item id=\"" + XoIntToXML(i) + u"\"><price>" + XoIntToXML(i * 7 % 150) + u"</price><name>n" +
+           XoIntToXML(i) + u"</name></item>";
+  xml += u"</r>";
+  const char16_t* const paths[] = {u"item[@id=\"7\"]", u"//item[price>100]", u"item[last()]",
+                                   u"item[not(@id=\"3\") and price=21]/name", u"//name|//price", u"item[2]/@id"};
+  auto select = [&](TXoDOMDocument& ADoc, const char16_t* APath) {
+    std::unique_ptr<TXoDOMNodeList> list(ADoc.GetRootNode()->CreateNodeList(APath));
+    XoXMLString r = XoIntToXML(list->Count());
+    for (TXoDOMNode* n : *list) r += u" " + n->GetXML();
+    return r;
+  };
+  std::vector<std::vector<std::pair<size_t, XoXMLString>>> seen(kThreads);
+  int failures = RunTogether([&](int t, int round) {
+    TXoDOMDocument doc;
+    doc.LoadXML(xml);
+    for (size_t i = 0; i < std::size(paths); ++i)
+      if ((i + static_cast<size_t>(t + round)) % 2 == 0) seen[static_cast<size_t>(t)].push_back({i, select(doc, paths[i])});
+    return true;
+  });
+  EXPECT_EQ(failures, 0);
+  TXoDOMDocument doc;
+  doc.LoadXML(xml);
+  std::vector<XoXMLString> want;
+  for (const char16_t* p : paths) want.push_back(select(doc, p));
+  EXPECT_EQ(want[0].substr(0, 2), u"1 ");
+  for (const auto& list : seen)
+    for (const auto& [i, text] : list) EXPECT_EQ(text, want[i]) << "path " << XoUTF16ToUTF8(paths[i]);
 }
