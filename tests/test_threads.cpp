@@ -350,3 +350,25 @@ TEST(Threads, SelectionWithFilters) {
   for (const auto& list : seen)
     for (const auto& [i, text] : list) EXPECT_EQ(text, want[i]) << "path " << XoUTF16ToUTF8(paths[i]);
 }
+
+TEST(Threads, JSONThroughTheXMLTree) {
+  // JSON text as XML events into a tree of each thread's own, written back
+  // as JSON and as XML; and the component counting the same events.
+  std::u16string json = u"{\"items\":[";
+  for (int i = 0; i < 30; ++i)
+    json += std::u16string(i ? u"," : u"") + u"{\"id\":" + XoIntToXML(i) + u",\"name\":\"caf\u00e9\",\"ok\":true,\"x\":null}";
+  json += u"]}";
+  auto run = [&]() {
+    TXoDOMDocument doc;
+    doc.LoadXML(json);
+    TXoSAXParser parser;
+    size_t events = 0;
+    parser.OnStartElement = [&](TObject*, const XoXMLString&, const XoXMLString&, const XoXMLString& q,
+                                const TIntfPtr<IXoSAXAttributes>& a) { events += q.size() + static_cast<size_t>(a->Count()); };
+    parser.Parse(json);
+    return doc.GetAsFormattedJSON() + doc.GetXML() + XoInt64ToXML(static_cast<int64_t>(events));
+  };
+  const std::u16string want = run();
+  int failures = RunTogether([&](int, int) { return run() == want; });
+  EXPECT_EQ(failures, 0);
+}
