@@ -241,3 +241,14 @@ TEST(Select, RepeatedDeepSearchesAndNestedGroupsStayPolynomial) {
   EXPECT_EQ(bs->Count(), 100);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
+
+TEST(Select, CreationUnderADeepSearchEnds) {
+  auto d = Load(u"<r><a><b/></a><a/></r>");
+  // Every element below r gets an x with a y; what is made is not searched.
+  std::unique_ptr<TXoDOMNodeList> made(d->RootNode()->CreateNodeList(u".//*/x/y", {soCreate}));
+  EXPECT_EQ(made->Count(), 3);
+  EXPECT_EQ(U8(d->RootNode()->GetXML()),
+            "<r><a><b><x><y /></x></b><x><y /></x></a><a><x><y /></x></a></r>");
+  std::unique_ptr<TXoDOMNodeList> again(d->RootNode()->CreateNodeList(u". //./i/e", {soCreate}));
+  EXPECT_GT(again->Count(), 0);
+}

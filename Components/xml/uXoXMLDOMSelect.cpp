@@ -573,13 +573,25 @@ void ApplyFilters(TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w) {
   }
 }
 
-void Create(TXoDOMNode* ANode, TXoSelectStep& s, TXoDOMObjectList& ACands) {
+void Create(TXoDOMNode* ANode, TXoSelectStep& s, TXoDOMObjectList& ACands, const TXoSelectRun& ARun) {
   auto* e = static_cast<TXoDOMElement*>(ANode);
   std::u16string name = (s.Prefix.empty() || s.Prefix == u"*") ? s.Local : s.Prefix + u":" + s.Local;
+  TXoDOMNode* made;
   if (s.Kind == TXoSelectStep::skName)
-    ACands.Add(e->AddElement(name));
+    made = e->AddElement(name);
   else
-    ACands.Add(e->AddAttribute(name));
+    made = e->AddAttribute(name);
+  if (ARun.Created) ARun.Created->insert(made);
+  ACands.Add(made);
+}
+
+// A deep step leaves out the nodes that this selection created.
+void DropCreated(const TXoSelectRun& ARun, TWalkScratch& w) {
+  w.Kept.Clear();
+  for (TXoDOMObject* o : w.Cands)
+    if (!ARun.Created->count(static_cast<TXoDOMNode*>(o))) w.Kept.Add(o);
+  w.Cands.Assign(&w.Kept);
+  std::erase_if(w.Descend, [&](TXoDOMNode* n) { return ARun.Created->count(n) != 0; });
 }
 
 void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult) {
@@ -603,13 +615,14 @@ void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TR
     w.Cands.Clear();
     w.Descend.clear();
     bool gathered = Collect(f.Node, s, ARun, w, s.Deep ? &w.Descend : nullptr);
+    if (s.Deep && ARun.Created && !ARun.Created->empty()) DropCreated(ARun, w);
     if (w.Cands.Count() > 0 && !s.Filters.empty()) ApplyFilters(s, ARun, w);
     if (w.Cands.Count() == 0 && ARun.Create && s.CreateAllowed && f.Node->GetNodeType() == ntElement) {
       if (s.Deep) throw Exception(std::u16string(cCreateDeep));
       // Only a plain name or a named attribute can be made.
       if (!s.Local.empty() &&
           (s.Kind == TXoSelectStep::skName || (s.Kind == TXoSelectStep::skAttr && s.Local != u"*")))
-        Create(f.Node, s, w.Cands);
+        Create(f.Node, s, w.Cands, ARun);
     }
     // A deep step goes on into the children after the candidates and all
     // that follows from them: pushed first, they come off the stack last.
@@ -617,7 +630,7 @@ void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TR
       if (!gathered) {
         bool leaves = NeedsLeaves(s);
         for (TXoDOMNode* c = FirstOf(f.Node); c; c = NextOf(c))
-          if (Visit(c, leaves)) w.Descend.push_back(c);
+          if (Visit(c, leaves) && !(ARun.Created && ARun.Created->count(c))) w.Descend.push_back(c);
       }
       for (size_t i = w.Descend.size(); i-- > 0;) w.Stack.push_back({w.Descend[i], f.Step});
     }
@@ -747,6 +760,13 @@ void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSele
     }
   } epoch(ARun.Create);
   TNestingGuard guard;
+  std::unordered_set<TXoDOMNode*> created;
+  TXoSelectRun runWithSet;
+  if (ARun.Create && !ARun.Created) {
+    runWithSet = ARun;
+    runWithSet.Created = &created;
+  }
+  const TXoSelectRun& run = runWithSet.Created ? runWithSet : ARun;
   TResult result(ANodes);
   for (TXoSelectProgram::TAlt& a : AProgram.Alts) {
     switch (a.Start) {
@@ -755,7 +775,7 @@ void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSele
         break;
       default:
         result.Unchecked = a.Walk.Unique && ANodes.empty() && AProgram.Alts.size() == 1;
-        Walk(a.Start == 0 ? AContext : DocumentOf(AContext), a.Walk, ARun, result);
+        Walk(a.Start == 0 ? AContext : DocumentOf(AContext), a.Walk, run, result);
         result.Unchecked = false;
         break;
     }

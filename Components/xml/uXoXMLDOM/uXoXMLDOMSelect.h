@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,9 @@ struct TXoSelectRun {
   bool FirstOnly = false;
   bool LocalNameMatch = false;
   bool Create = false;
+  // With Create: the nodes this selection made. A deep search passes them
+  // over, so that what it creates cannot feed it without end.
+  std::unordered_set<TXoDOMNode*>* Created = nullptr;
 };
 
 // Runs a compiled path from AContext into ANodes (no node twice).
