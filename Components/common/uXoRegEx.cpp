@@ -10,11 +10,25 @@
 
 namespace xo {
 
+// A pattern is compiled for well-formed UTF-16, which is matched without the
+// engine checking the subject again on every call (that check reads the
+// whole rest of the subject each time, which makes a scan over many matches
+// quadratic). Text with unpaired surrogates goes to a second form of the
+// pattern that the engine compiles for invalid UTF on first need.
 struct TRegEx::TCompiled {
   pcre2_code* Code = nullptr;
   uint32_t MatchFlags = 0;
   uint32_t Groups = 0;  // capturing groups, not counting the whole match
-  ~TCompiled() { pcre2_code_free(Code); }
+  std::u16string Pattern;
+  uint32_t CompileFlags = 0;
+  mutable std::once_flag LenientOnce;
+  mutable pcre2_code* Lenient = nullptr;
+  ~TCompiled() {
+    pcre2_code_free(Code);
+    pcre2_code_free(Lenient);
+  }
+  // The code for a subject and the match flags that go with it.
+  const pcre2_code* For(std::u16string_view ASubject, uint32_t& AFlags) const;
 };
 
 namespace {
@@ -33,7 +47,7 @@ std::u16string EngineMessage(int ACode) {
 }
 
 std::shared_ptr<const TRegEx::TCompiled> Compile(std::u16string_view APattern, TRegExOptions AOptions) {
-  uint32_t flags = PCRE2_UTF | PCRE2_MATCH_INVALID_UTF;
+  uint32_t flags = PCRE2_UTF;
   if (AOptions & roIgnoreCase) flags |= PCRE2_CASELESS;
   if (AOptions & roMultiLine) flags |= PCRE2_MULTILINE;
   if (AOptions & roExplicitCapture) flags |= PCRE2_NO_AUTO_CAPTURE;
@@ -47,9 +61,25 @@ std::shared_ptr<const TRegEx::TCompiled> Compile(std::u16string_view APattern, T
                                   {static_cast<int64_t>(offset), EngineMessage(err)});
   auto r = std::make_shared<TRegEx::TCompiled>();
   r->Code = code;
+  r->Pattern = APattern;
+  r->CompileFlags = flags;
   r->MatchFlags = (AOptions & roNotEmpty) ? PCRE2_NOTEMPTY : 0;
   pcre2_pattern_info(code, PCRE2_INFO_CAPTURECOUNT, &r->Groups);
   return r;
+}
+
+// Whether the text is well-formed UTF-16: every high surrogate followed by a
+// low one, no low one alone.
+bool WellFormed(std::u16string_view AText) {
+  const char16_t* p = AText.data();
+  const char16_t* e = p + AText.size();
+  while (p < e) {
+    char16_t c = *p++;
+    if (c < 0xD800 || c > 0xDFFF) continue;
+    if (c > 0xDBFF || p == e || *p < 0xDC00 || *p > 0xDFFF) return false;
+    ++p;
+  }
+  return true;
 }
 
 // Patterns are compiled once per pattern and options. The cache is bounded:
@@ -172,11 +202,30 @@ void Expand(std::u16string& AOut, std::u16string_view ARepl, std::u16string_view
 
 }  // namespace
 
+const pcre2_code* TRegEx::TCompiled::For(std::u16string_view ASubject, uint32_t& AFlags) const {
+  if (WellFormed(ASubject)) {
+    AFlags = MatchFlags | PCRE2_NO_UTF_CHECK;
+    return Code;
+  }
+  std::call_once(LenientOnce, [this] {
+    int err = 0;
+    PCRE2_SIZE offset = 0;
+    Lenient = pcre2_compile(Ptr(Pattern), Pattern.size(), CompileFlags | PCRE2_MATCH_INVALID_UTF, &err, &offset,
+                            nullptr);
+    if (!Lenient) throw ERegularExpressionError(u"Error in regular expression at offset %d: %s",
+                                                {static_cast<int64_t>(offset), EngineMessage(err)});
+  });
+  AFlags = MatchFlags;
+  return Lenient;
+}
+
 TRegEx::TRegEx(std::u16string_view APattern, TRegExOptions AOptions) : FCode(Cached(APattern, AOptions)) {}
 
 bool TRegEx::IsMatch(std::u16string_view AInput) const {
   pcre2_match_data* md = MatchData(FCode->Groups);
-  int rc = pcre2_match(FCode->Code, Ptr(AInput), AInput.size(), 0, FCode->MatchFlags, md, nullptr);
+  uint32_t flags;
+  const pcre2_code* code = FCode->For(AInput, flags);
+  int rc = pcre2_match(code, Ptr(AInput), AInput.size(), 0, flags, md, nullptr);
   if (rc == PCRE2_ERROR_NOMATCH) return false;
   if (rc < 0) RaiseMatchError(rc);
   return true;
@@ -186,12 +235,14 @@ std::u16string TRegEx::Replace(std::u16string_view AInput, std::u16string_view A
   pcre2_match_data* md = MatchData(FCode->Groups);
   const PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
   PCRE2_SPTR16 subject = Ptr(AInput);
+  uint32_t flags;
+  const pcre2_code* code = FCode->For(AInput, flags);
   const size_t len = AInput.size();
   std::u16string out;
   size_t copied = 0, start = 0;
   uint32_t retry = 0;  // set after an empty match: look for a non-empty one at the same place
   while (start <= len) {
-    int rc = pcre2_match(FCode->Code, subject, len, start, FCode->MatchFlags | retry, md, nullptr);
+    int rc = pcre2_match(code, subject, len, start, flags | retry, md, nullptr);
     if (rc == PCRE2_ERROR_NOMATCH) {
       if (!retry) break;
       // Nothing but the empty match here: step over one character (a
@@ -214,6 +265,35 @@ std::u16string TRegEx::Replace(std::u16string_view AInput, std::u16string_view A
   }
   out.append(AInput.substr(copied));
   return out;
+}
+
+std::vector<std::u16string> TRegEx::Split(std::u16string_view AInput) const {
+  std::vector<std::u16string> r;
+  if (AInput.empty()) return r;
+  pcre2_match_data* md = MatchData(FCode->Groups);
+  const PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
+  PCRE2_SPTR16 subject = Ptr(AInput);
+  uint32_t flags;
+  const pcre2_code* code = FCode->For(AInput, flags);
+  const size_t len = AInput.size();
+  size_t piece = 0, start = 0;
+  while (start <= len) {
+    // Empty matches never separate: only non-empty ones are looked for.
+    int rc = pcre2_match(code, subject, len, start, flags | PCRE2_NOTEMPTY, md, nullptr);
+    if (rc == PCRE2_ERROR_NOMATCH) break;
+    if (rc < 0) RaiseMatchError(rc);
+    size_t ms = ov[0], me = ov[1];
+    if (ms < piece || me <= ms) break;  // \K tricks that move backwards: stop rather than loop
+    r.emplace_back(AInput.substr(piece, ms - piece));
+    piece = start = me;
+  }
+  r.emplace_back(AInput.substr(piece));
+  return r;
+}
+
+std::vector<std::u16string> TRegEx::Split(std::u16string_view AInput, std::u16string_view APattern,
+                                          TRegExOptions AOptions) {
+  return TRegEx(APattern, AOptions).Split(AInput);
 }
 
 bool TRegEx::IsMatch(std::u16string_view AInput, std::u16string_view APattern, TRegExOptions AOptions) {

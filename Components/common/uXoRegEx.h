@@ -22,6 +22,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "uXoSysUtils.h"
 
@@ -57,10 +58,17 @@ public:
   // other "$" or "\" is copied as it stands. An empty match is replaced too,
   // and the scan then moves on by one character.
   std::u16string Replace(std::u16string_view AInput, std::u16string_view AReplacement) const;
+  // The pieces of AInput between the matches, in order. A match at the
+  // start or the end gives an empty first or last piece, two matches in a
+  // row an empty piece between them; an empty match separates nothing. An
+  // empty input gives no pieces.
+  std::vector<std::u16string> Split(std::u16string_view AInput) const;
 
   static bool IsMatch(std::u16string_view AInput, std::u16string_view APattern, TRegExOptions AOptions = roNone);
   static std::u16string Replace(std::u16string_view AInput, std::u16string_view APattern,
                                 std::u16string_view AReplacement, TRegExOptions AOptions = roNone);
+  static std::vector<std::u16string> Split(std::u16string_view AInput, std::u16string_view APattern,
+                                           TRegExOptions AOptions = roNone);
 
   struct TCompiled;
 

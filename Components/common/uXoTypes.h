@@ -438,6 +438,24 @@ TClass GetClass(std::u16string_view AName);
 // The same; raises EClassNotFound "Class %s not found" when absent.
 TClass FindClass(std::u16string_view AName);
 
+// ---------------------------------------------------------------------------
+// Text services
+
+// The four Unicode normalization forms.
+enum TXoNormalizationForm : uint8_t { nfNFC, nfNFD, nfNFKC, nfNFKD };
+// The form of that exact name ("NFC", "NFD", "NFKC", "NFKD"); false for any
+// other text.
+bool XoNormalizationForm(std::u16string_view AName, TXoNormalizationForm& AForm);
+// AText in the normalization form (through ICU). Unpaired surrogates come
+// through as they stand.
+std::u16string XoNormalizeString(std::u16string_view AText, TXoNormalizationForm AForm = nfNFC);
+// AText made plain for searching and comparing: compatibility forms are
+// decomposed and combining marks dropped (an e with an accent becomes e, the
+// ligature fi the two letters), then every run of white space (blank, tab,
+// line feed, carriage return and the other Unicode spaces) becomes one blank,
+// with none at the ends.
+std::u16string XoSimplifyString(std::u16string_view AText);
+
 }  // namespace xo
 
 #include "uXoRtti.h"
