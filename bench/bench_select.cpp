@@ -101,6 +101,15 @@ const TQuery kQueries[] = {
     {"price", u"//item[price>100]", "//item[price>100]"},
     {"notfeat", u"//item[not(@featured) and quantity=1]", "//item[not(@featured) and quantity=1]"},
     {"lastperson", u"//person[last()]", "//person[last()]"},
+    // Functions run once per candidate (the words are in lower case, so xo's
+    // case-insensitive default collation finds what pugixml's exact one does).
+    // xo's value of an element is its own text, without that of child
+    // elements: description has none, and the text element's is the two runs
+    // around its bold child, which pugixml's queries spell out.
+    {"fncontains", u"//item[contains(name, \"gold\")]", "//item[contains(name, 'gold')]"},
+    {"fnstrlen", u"//item[string-length(description) > 100]", "//item[string-length(description/text()) > 100]"},
+    {"fnstrlen2", u"//item[string-length(description/text) > 100]",
+     "//item[string-length(concat(description/text/text()[1], description/text/text()[2])) > 100]"},
 };
 
 TXoDOMDocument* XoDoc() {

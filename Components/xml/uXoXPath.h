@@ -123,4 +123,101 @@ TXoXPathCollationClass XoXPathCollationByURI(std::u16string_view AURI);
 // points call it themselves).
 void XoXPathInitialize();
 
+// ---------------------------------------------------------------------------
+// The library's functions, one class per name. Each is registered at start
+// under the name in the comment; its Value checks the argument count and
+// answers the function's result for the candidate.
+#define XO_XPATH_FUNCTION_CLASS(Name)                                      \
+  class Name : public TXoXPathFunction {                                   \
+  public:                                                                  \
+    using TXoXPathFunction::TXoXPathFunction;                              \
+    Variant Value(TXoDOMObjectList* AList, int32_t AIndex) override;       \
+  };
+
+// Nodes: the context node or one node parameter.
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnText)  // "text"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnNodeName)  // "node-name"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnNilled)  // "nilled"
+// "string": refuses a sequence or an array argument while the filter compiles.
+class TXoXPathFnString : public TXoXPathFunction {
+public:
+  using TXoXPathFunction::TXoXPathFunction;
+  void ParseParams(TXoTextParser* AParser) override;
+  Variant Value(TXoDOMObjectList* AList, int32_t AIndex) override;
+};
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnData)  // "data"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnBaseUri)  // "base-uri"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnDocumentUri)  // "document-uri"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnNumber)  // "number"
+
+// Control: errors, the log, booleans.
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnError)  // "error"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnTrace)  // "trace"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnTrue)  // "true"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnFalse)  // "false"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnBoolean)  // "boolean"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnNot)  // "not"
+
+// Numbers.
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnAbs)  // "abs"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnCeiling)  // "ceiling"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnFloor)  // "floor"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnRound)  // "round"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnRoundHalfToEven)  // "half-to-even"
+
+// Code points, comparison and text.
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnCodepointsToString)  // "codepoints-to-string"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnStringToCodepoints)  // "string-to-codepoints"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnCompare)  // "compare"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnCodepointEqual)  // "codepoint-equal"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnConcat)  // "concat"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnStringJoin)  // "string-join"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnSubstring)  // "substring"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnStringLength)  // "string-length"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnNormalizeSpace)  // "normalize-space"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnNormalizeUnicode)  // "normalize-unicode"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnSimplify)  // "simplify"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnUpperCase)  // "upper-case"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnLowerCase)  // "lower-case"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnTranslate)  // "translate"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnContains)  // "contains"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnStartsWith)  // "starts-with"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnEndsWith)  // "ends-with"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnSubstringBefore)  // "substring-before"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnSubstringAfter)  // "substring-after"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnMatches)  // "matches"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnReplace)  // "replace"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnTokenize)  // "tokenize"
+
+// Durations: the components of a duration text.
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnYearsFromDuration)  // "years-from-duration"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnMonthsFromDuration)  // "months-from-duration"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnDaysFromDuration)  // "days-from-duration"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnHoursFromDuration)  // "hours-from-duration"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnMinutesFromDuration)  // "minutes-from-duration"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnSecondsFromDuration)  // "seconds-from-duration"
+
+// Dates and times: joining, the components, the zone.
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnDateTime)  // "dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnYearFromDateTime)  // "year-from-dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnMonthFromDateTime)  // "month-from-dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnDayFromDateTime)  // "day-from-dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnHoursFromDateTime)  // "hours-from-dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnMinutesFromDateTime)  // "minutes-from-dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnSecondsFromDateTime)  // "seconds-from-dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnTimeZoneFromDateTime)  // "timezone-from-dateTime"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnYearFromDate)  // "year-from-date"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnMonthFromDate)  // "month-from-date"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnDayFromDate)  // "day-from-date"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnTimeZoneFromDate)  // "timezone-from-date"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnHoursFromTime)  // "hours-from-time"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnMinutesFromTime)  // "minutes-from-time"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnSecondsFromTime)  // "seconds-from-time"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnTimeZoneFromTime)  // "timezone-from-time"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnAdjustDateTimeToTimeZone)  // "adjust-dateTime-to-timezone"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnAdjustDateToTimeZone)  // "adjust-date-to-timezone"
+XO_XPATH_FUNCTION_CLASS(TXoXPathFnAdjustTimeToTimeZone)  // "adjust-time-to-timezone"
+
+#undef XO_XPATH_FUNCTION_CLASS
+
 }  // namespace xo
