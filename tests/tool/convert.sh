@@ -23,6 +23,14 @@ cmp -s "$T/out" "$T/from-file" || fail "convert from a pipe differs from the fil
 expect_status 0 "$XO" convert --to xml "$EXAMPLES/sample.json"
 expect_out '    <bookArray>'
 
+# JSON in UTF-16 without a mark is found by its zero bytes, with a mark too.
+printf '{\0"\0a\0"\0:\0[\0]\0}\0' >"$T/utf16.json"
+expect_status 0 "$XO" convert --to xml --plain "$T/utf16.json"
+expect_out '<aArray /></object>'
+printf '\xff\xfe[\0001\0]\0' >"$T/utf16bom.json"
+expect_status 0 "$XO" convert --to xml --plain "$T/utf16bom.json"
+expect_out '<array xsd:type="decimal">1</array></array>'
+
 # And back: the XML of a JSON document converts to JSON again.
 "$XO" convert --to xml "$T/in.json" >"$T/back.xml"
 expect_status 0 "$XO" convert --to json --plain "$T/back.xml"

@@ -56,7 +56,12 @@ int RunConvert(const std::vector<std::string>& AArgs) {
     reason = AMsg;
   };
   try {
-    doc.LoadFromStream(&data);
+    // JSON text finds its own encoding (a mark, else the zero bytes of
+    // UTF-16), XML text its mark or declaration.
+    if (LooksLikeJSON(data.Memory(), static_cast<size_t>(data.GetSize())))
+      doc.LoadFromStream(&data, 0);
+    else
+      doc.LoadFromStream(&data);
   } catch (const xo::Exception& e) {
     if (!reported) reason = e.Message();
     std::fprintf(stderr, "%s:%lld:%lld: %s\n", shown.c_str(), static_cast<long long>(line),
