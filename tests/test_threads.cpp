@@ -319,14 +319,17 @@ TEST(Threads, DocumentsLoadChangeAndSave) {
     for (const auto& [kind, text] : list) EXPECT_EQ(text, want[kind]) << "kind " << kind;
 }
 
-TEST(Threads, SelectionWithFilters) {
+TEST(Threads, SelectionWithFiltersAndFunctions) {
   XoXMLString xml = u"<r>";
   for (int i = 0; i < 60; ++i)
     xml += u"<item id=\"" + XoIntToXML(i) + u"\"><price>" + XoIntToXML(i * 7 % 150) + u"</price><name>n" +
            XoIntToXML(i) + u"</name></item>";
   xml += u"</r>";
   const char16_t* const paths[] = {u"item[@id=\"7\"]", u"//item[price>100]", u"item[last()]",
-                                   u"item[not(@id=\"3\") and price=21]/name", u"//name|//price", u"item[2]/@id"};
+                                   u"item[not(@id=\"3\") and price=21]/name", u"//name|//price", u"item[2]/@id",
+                                   u"//item[matches(name, \"^n[0-9]*5$\")]", u"item[contains(name, \"1\")]",
+                                   u"//item[upper-case(name)=\"N12\"]", u"item[string-length(name) > 2]",
+                                   u"item[replace(name, \"n\", \"x\")=\"x9\"]"};
   auto select = [&](TXoDOMDocument& ADoc, const char16_t* APath) {
     std::unique_ptr<TXoDOMNodeList> list(ADoc.GetRootNode()->CreateNodeList(APath));
     XoXMLString r = XoIntToXML(list->Count());
@@ -346,7 +349,13 @@ TEST(Threads, SelectionWithFilters) {
   doc.LoadXML(xml);
   std::vector<XoXMLString> want;
   for (const char16_t* p : paths) want.push_back(select(doc, p));
+  // The answers themselves, once: one item by id, n5 to n55 by pattern, the
+  // names holding a "1", N12 by case, n9 by replacement.
   EXPECT_EQ(want[0].substr(0, 2), u"1 ");
+  EXPECT_EQ(want[6].substr(0, 2), u"6 ");
+  EXPECT_EQ(want[7].substr(0, 3), u"15 ");
+  EXPECT_EQ(want[8].substr(0, 2), u"1 ");
+  EXPECT_EQ(want[10].substr(0, 2), u"1 ");
   for (const auto& list : seen)
     for (const auto& [i, text] : list) EXPECT_EQ(text, want[i]) << "path " << XoUTF16ToUTF8(paths[i]);
 }
