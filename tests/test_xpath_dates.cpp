@@ -80,6 +80,10 @@ TEST(XPathDates, DurationComponents) {
   EXPECT_EQ(XoVarToInt64(Eval(u"hours-from-duration(\"P1DT25H\")")), 1);
   EXPECT_DOUBLE_EQ(XoVarToDouble(Eval(u"seconds-from-duration(\"PT1M2.5S\")")), 2.5);
   EXPECT_EQ(XoVarToInt64(Eval(u"hours-from-duration(neg)")), -2);
+  // Every designator of P1Y2M3DT4H5M6.5S.
+  EXPECT_EQ(XoVarToInt(Eval(u"years-from-duration(dur)")), 1);
+  EXPECT_EQ(XoVarToInt(Eval(u"months-from-duration(dur)")), 2);
+  EXPECT_EQ(XoVarToInt64(Eval(u"hours-from-duration(dur)")), 4);
   EXPECT_EQ(XoVarToInt64(Eval(u"minutes-from-duration(dur)")), 5);
   EXPECT_EQ(XoVarToInt64(Eval(u"days-from-duration(dur)")), 3);
   EXPECT_DOUBLE_EQ(XoVarToDouble(Eval(u"seconds-from-duration(dur)")), 6.5);
