@@ -2,7 +2,9 @@
 // component (TXoSAXParser), which picks the reader by the first character.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <unistd.h>
@@ -353,4 +355,57 @@ TEST(SAXParser, StreamsThatCannotSeekLoseNothing) {
     else
       EXPECT_EQ(ev, (std::vector<std::string>{"r", "x"}));
   }
+}
+
+namespace {
+
+// A stream that cannot seek and hands out its bytes a few at a time.
+class TTrickle : public TStream {
+public:
+  TTrickle(std::string AData, size_t AStep) : FData(std::move(AData)), FStep(AStep) {}
+  int64_t Read(void* ABuffer, int64_t ACount) override {
+    const size_t n = std::min({FStep, static_cast<size_t>(ACount), FData.size() - FPos});
+    std::memcpy(ABuffer, FData.data() + FPos, n);
+    FPos += n;
+    return static_cast<int64_t>(n);
+  }
+  int64_t Write(const void*, int64_t) override { return 0; }
+  int64_t Seek(int64_t, TSeekOrigin) override { return -1; }
+
+private:
+  std::string FData;
+  size_t FStep;
+  size_t FPos = 0;
+};
+
+std::string UTF16(const std::u16string& s) { return std::string(reinterpret_cast<const char*>(s.data()), s.size() * 2); }
+
+}  // namespace
+
+TEST(SAXParser, LooksAheadOnStreamsThatCannotStepBack) {
+  TXoSAXParser parser;
+  std::vector<std::string> ev;
+  parser.OnStartElement = [&](TObject*, const XoXMLString&, const XoXMLString&, const XoXMLString& q,
+                              const TIntfPtr<IXoSAXAttributes>&) { ev.push_back(U8(q)); };
+  parser.OnCharacters = [&](TObject*, const XoXMLString& t) { ev.push_back(U8(t)); };
+  // Blanks across many reads, UTF-16 units split between reads.
+  for (size_t step : {1, 3, 7, 4096}) {
+    ev.clear();
+    TTrickle s(UTF16(std::u16string(5000, u' ') + u"{\"k\":\"\u00e9\"}"), step);
+    parser.ParseStream(&s, 1200);
+    EXPECT_EQ(ev, (std::vector<std::string>{"object", "k", "é"})) << step;
+    ev.clear();
+    TTrickle x(std::string(3000, '\n') + "<r>t</r>", step);
+    parser.ParseStream(&x, 0);
+    EXPECT_EQ(ev, (std::vector<std::string>{"r", "t"})) << step;
+  }
+  // Endless blanks stop at the input size limit, reported like any failure.
+  const int64_t old = XoGetMaxInputSize();
+  XoSetMaxInputSize(4096);
+  int fatal = 0;
+  parser.OnFatalError = [&](const TIntfPtr<IXoSAXLocator>&, const XoXMLString&) { ++fatal; };
+  TTrickle big(std::string(100000, ' ') + "{}", 500);
+  EXPECT_THROW(parser.ParseStream(&big, 0), EXoInputTooLarge);
+  EXPECT_EQ(fatal, 1);
+  XoSetMaxInputSize(old);
 }
