@@ -434,7 +434,11 @@ inline TXoDOMNode* FirstOf(TXoDOMNode* ANode) {
 // ".", a group and ".."), such children are passed over: the walk would
 // visit them for nothing.
 inline bool Visit(TXoDOMNode* ANode, bool ALeaves) {
-  return ANode->GetNodeType() != ntAttribute && (ALeaves || ANode->FirstChild());
+  if (ANode->GetNodeType() == ntAttribute) return false;
+  TXoDOMNode* first = ANode->FirstChild();
+  // The node will be a context: its first child is requested now.
+  if (first) __builtin_prefetch(first);
+  return ALeaves || first;
 }
 inline bool NeedsLeaves(const TXoSelectStep& AStep) {
   return AStep.Kind == TXoSelectStep::skSelf || AStep.Kind == TXoSelectStep::skGroup ||
