@@ -156,6 +156,14 @@ TEST(XPathFilter, NumbersVersusTextAndNodeSets) {
   EXPECT_EQ(Ids(r, u"i[t[1]]"), "2");
   EXPECT_EQ(Ids(r, u"i[\"\"]"), "");  // a constant that is no boolean
   EXPECT_EQ(Ids(r, u"i[n[.=\"2\"]]"), "2");
+  // Stored text with references is compared decoded; mixed content joined.
+  auto e = Load(u"<r><i id=\"1\" v=\"a&amp;b\">x&lt;y</i><i id=\"2\" v=\"3\">1<!--c-->2<b/>3</i></r>");
+  EXPECT_EQ(Ids(e->RootNode(), u"i[@v=\"a&b\"]"), "1");
+  EXPECT_EQ(Ids(e->RootNode(), u"i[.=\"x<y\"]"), "1");
+  EXPECT_EQ(Ids(e->RootNode(), u"i[\"x<y\"=.]"), "1");
+  EXPECT_EQ(Ids(e->RootNode(), u"i[.=123]"), "2");
+  EXPECT_EQ(Ids(e->RootNode(), u"i[\"3\"=@v]"), "2");
+  EXPECT_EQ(Ids(e->RootNode(), u"i[@v<2]"), "");
 }
 
 TEST(XPathFilter, MalformedFiltersRaiseTheirMessages) {

@@ -1,6 +1,7 @@
 // uXoXMLDOM, filters: the compiler of the text between "[" and "]", the term
 // classes and the evaluation of the compiled tree.
 #include <cstring>
+#include <typeinfo>
 #include <unordered_map>
 
 #include "uXoXMLDOM.h"
@@ -608,6 +609,10 @@ Variant NodeValue(TXoDOMNode* ANode) {
 Variant TXoXPathValueTerm::Value(TXoDOMObjectList* AList, int32_t AIndex) {
   std::vector<TXoDOMNode*> nodes;
   CollectNodes(AList, AIndex, nodes);
+  return ValueOf(nodes);
+}
+
+Variant TXoXPathValueTerm::ValueOf(const std::vector<TXoDOMNode*>& nodes) {
   if (nodes.empty()) return Variant::Null();
   if (nodes.size() == 1) return NodeValue(nodes[0]);
   std::vector<Variant> values;
@@ -722,12 +727,91 @@ Variant TXoXPathValueComparison::CompareValues(const Variant& A, const Variant& 
   return CompareSides(FEquation, FOperator, PlainSide(A), PlainSide(B));
 }
 
+namespace {
+// The value of one node as a view of its stored text, where reading it
+// would neither decode nor join anything: an attribute, a text node, or an
+// element with at most one text child, of the library's own classes, whose
+// stored text holds no "&".
+bool NodeValueView(TXoDOMNode* ANode, std::u16string_view& AView) {
+  std::u16string_view v;
+  switch (ANode->GetNodeType()) {
+    case ntAttribute: {
+      if (typeid(*ANode) != typeid(TXoDOMAttribute)) return false;
+      auto* a = static_cast<TXoDOMAttribute*>(ANode);
+      if (a->IsNamespace()) return false;
+      v = a->StoredValue();
+      break;
+    }
+    case ntText:
+      if (typeid(*ANode) != typeid(TXoDOMText)) return false;
+      v = static_cast<TXoDOMText*>(ANode)->StoredValue();
+      break;
+    case ntElement: {
+      if (typeid(*ANode) != typeid(TXoDOMElement)) return false;
+      TXoDOMNode* t = static_cast<TXoDOMElement*>(ANode)->FirstCharNode();
+      if (t) {
+        if (TXoDOMElement::NextTyped(t) || typeid(*t) != typeid(TXoDOMText)) return false;
+        v = static_cast<TXoDOMText*>(t)->StoredValue();
+      }
+      break;
+    }
+    default:
+      return false;
+  }
+  if (v.find(u'&') != std::u16string_view::npos) return false;
+  AView = v;
+  return true;
+}
+}  // namespace
+
 Variant TXoXPathValueComparison::Value(TXoDOMObjectList* AList, int32_t AIndex) {
   Variant own1, own2;
   auto* c1 = dynamic_cast<TXoXPathConstantTerm*>(FValue1);
   auto* c2 = dynamic_cast<TXoXPathConstantTerm*>(FValue2);
-  if (!c1) own1 = FValue1->Value(AList, AIndex);
-  if (!c2) own2 = FValue2->Value(AList, AIndex);
+  // A path against a constant, the usual filter: a single node's text is
+  // compared where it is stored, without a copy.
+  auto* p1 = c1 ? nullptr : dynamic_cast<TXoXPathValueTerm*>(FValue1);
+  auto* p2 = c2 ? nullptr : dynamic_cast<TXoXPathValueTerm*>(FValue2);
+  if ((p1 && c2) || (c1 && p2)) {
+    TXoXPathValueTerm* path = p1 ? p1 : p2;
+    const TXoXPathConstantTerm* cst = c1 ? c1 : c2;
+    const TConstNum& cn = c1 ? FConst1 : FConst2;
+    std::vector<TXoDOMNode*> nodes;
+    path->CollectNodes(AList, AIndex, nodes);
+    std::u16string_view view;
+    const Variant& k = cst->ConstValue();
+    if (nodes.size() == 1 && !k.IsClear() && NodeValueView(nodes[0], view)) {
+      if (TXoTypes::VarMainTypeKind(k) == mtkString) {
+        TTextOf tk(k);
+        std::u16string_view a = p1 ? view : tk.FView, b = p1 ? tk.FView : view;
+        TXoXPathCollationClass coll = FEquation->Collation();
+        switch (FOperator) {
+          case opUnequal:
+            return Variant(!coll->SameText(a, b));
+          case opEqual:
+            return Variant(coll->SameText(a, b));
+          default:
+            return Variant(CompareBy<int32_t>(FOperator, coll->Compare(a, b), 0));
+        }
+      }
+      int64_t i = 0;
+      long double f = 0;
+      uint8_t kind = TextNumber(view, i, f);
+      if (kind != 0 && cn.Kind != 0) {
+        TSide sv{nullptr, true, kind, i, f};
+        TSide sc{&k, true, cn.Kind, cn.I, cn.F};
+        TSide a = p1 ? sv : sc, b = p1 ? sc : sv;
+        if (a.Kind == 1 && b.Kind == 1) return Variant(CompareBy<int64_t>(FOperator, a.I, b.I));
+        long double fa = a.Kind == 1 ? static_cast<long double>(a.I) : a.F;
+        long double fb = b.Kind == 1 ? static_cast<long double>(b.I) : b.F;
+        return Variant(CompareBy<long double>(FOperator, fa, fb));
+      }
+    }
+    (p1 ? own1 : own2) = TXoXPathValueTerm::ValueOf(nodes);
+  } else {
+    if (!c1) own1 = FValue1->Value(AList, AIndex);
+    if (!c2) own2 = FValue2->Value(AList, AIndex);
+  }
   const Variant& v1 = c1 ? c1->ConstValue() : own1;
   const Variant& v2 = c2 ? c2->ConstValue() : own2;
   TSide s1 = c1 ? TSide{&v1, true, FConst1.Kind, FConst1.I, FConst1.F} : PlainSide(v1);

@@ -133,6 +133,8 @@ public:
   // The same into a plain vector (no list object).
   void CollectNodes(TXoDOMObjectList* AList, int32_t AIndex, std::vector<TXoDOMNode*>& ANodes);
   const XoXMLString& Path() const { return FPath; }
+  // The value of a node set as Value gives it.
+  static Variant ValueOf(const std::vector<TXoDOMNode*>& ANodes);
 
 protected:
   void CollectNodesUncached(TXoDOMNode* AContext, std::vector<TXoDOMNode*>& ANodes);
