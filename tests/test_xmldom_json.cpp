@@ -87,6 +87,10 @@ TEST(XMLDOMJSON, WritesElementsAsJSON) {
   // Equal names gather at the first one, wherever they stand.
   EXPECT_EQ(ElementJSON(u"<r><a/><b/><a/></r>"), R"({"r": {"a": [null,null],"b": null}})");
   EXPECT_EQ(ElementJSON(u"<r id=\"1\"><c>x</c></r>"), R"({"r": {"r_id": "1","c": "x"}})");
+  // Many children: the same grouping.
+  EXPECT_EQ(ElementJSON(u"<r><a>1</a><b/><c/><d/><a>2</a><e/><f/><g/><h/><a>3</a><i/><b>4</b></r>"),
+            R"({"r": {"a": ["1","2","3"],"b": [null,"4"],"c": null,"d": null,"e": null,"f": null,"g": null,)"
+            R"("h": null,"i": null}})");
   EXPECT_EQ(ElementJSON(u"<r id=\"1\"><r_id>y</r_id></r>"), R"({"r": {"_r_id": "1","r_id": "y"}})");
   EXPECT_EQ(ElementJSON(u"<r xmlns:p=\"u\" p:x=\"1\"><c/></r>"), R"({"r": {"r_x": "1","c": null}})");
   // The attributes of a leaf stand beside its value.

@@ -108,7 +108,7 @@ private:
   // (not for the outermost values, which the root element stands for).
   struct TFrame {
     size_t Off;
-    uint32_t Len;
+    size_t Len;
     bool IsArray;
     bool HasEnd;
   };
@@ -148,7 +148,7 @@ private:
   // Opens an element AName for an object or array and pushes its level.
   void Push(const XoXMLString& AName, bool AIsArray, bool AHasEnd) {
     if (AHasEnd) Start(AName, R.FEmptyAttributesIntf);
-    Stack.push_back(TFrame{Names.size(), static_cast<uint32_t>(AName.size()), AIsArray, AHasEnd});
+    Stack.push_back(TFrame{Names.size(), AName.size(), AIsArray, AHasEnd});
     Names.append(AName);
   }
 

@@ -131,7 +131,7 @@ public:
 
   void Run(TXoDOMElement* AElement) {
     WriteElement(AElement);
-    while (!Stack.empty()) Step();
+    while (Depth > 0) Step();
   }
 
 private:
@@ -142,8 +142,25 @@ private:
     size_t Pos = 0;
     std::vector<TXoDOMNode*> Nodes;  // child elements; array items; item members
     std::vector<bool> Taken;         // fkObject: written already (as part of an array)
-    std::unordered_map<std::u16string_view, std::vector<size_t>> Groups;  // fkObject: by local name
+    // fkObject with many children: the positions of each local name.
+    std::unordered_map<std::u16string_view, std::vector<size_t>> Groups;
   };
+  // Objects with at most this many children find equal names by a scan.
+  static constexpr size_t kScanLimit = 8;
+
+  // A frame of kind AKind on top of the stack. Frames are kept for reuse,
+  // so that their vectors keep their storage from one element to the next.
+  TFrame& Push(TKind AKind) {
+    if (Depth == Pool.size()) Pool.push_back(std::make_unique<TFrame>());
+    TFrame& f = *Pool[Depth++];
+    f.Kind = AKind;
+    f.Started = false;
+    f.Pos = 0;
+    f.Nodes.clear();
+    f.Taken.clear();
+    f.Groups.clear();
+    return f;
+  }
 
   // Steps 1 to 4 of an element: the name, then the leaf value with the
   // attributes beside it, or the opening of the object with its attributes.
@@ -174,14 +191,12 @@ private:
       Out.Text(u"{");
     }
     Out.LineBreak();
-    auto f = std::make_unique<TFrame>();
-    f->Kind = fkObject;
-    for (TXoDOMElement* c = E->FirstElementNode(); c; c = static_cast<TXoDOMElement*>(TXoDOMElement::NextTyped(c))) {
-      f->Groups[c->LocalNameView()].push_back(f->Nodes.size());
-      f->Nodes.push_back(c);
-    }
-    f->Taken.assign(f->Nodes.size(), false);
-    Stack.push_back(std::move(f));
+    TFrame& f = Push(fkObject);
+    for (TXoDOMElement* c = E->FirstElementNode(); c; c = static_cast<TXoDOMElement*>(TXoDOMElement::NextTyped(c)))
+      f.Nodes.push_back(c);
+    if (f.Nodes.size() > kScanLimit)
+      for (size_t i = 0; i < f.Nodes.size(); ++i) f.Groups[f.Nodes[i]->LocalNameView()].push_back(i);
+    f.Taken.assign(f.Nodes.size(), false);
   }
 
   void Close(const char16_t* ABracket) {
@@ -189,11 +204,11 @@ private:
     Out.LineBreak();
     Out.Indent(Level);
     Out.Text(ABracket);
-    Stack.pop_back();
+    --Depth;
   }
 
   void Step() {
-    TFrame& f = *Stack.back();
+    TFrame& f = *Pool[Depth - 1];
     switch (f.Kind) {
       case fkObject: {
         while (f.Pos < f.Nodes.size() && f.Taken[f.Pos]) ++f.Pos;
@@ -202,24 +217,30 @@ private:
         if (f.Started) Out.Separator();
         f.Started = true;
         auto* e = static_cast<TXoDOMElement*>(f.Nodes[i]);
-        const std::vector<size_t>& group = f.Groups[e->LocalNameView()];
-        if (group.size() == 1) {
+        const std::vector<size_t>* group;
+        if (f.Nodes.size() > kScanLimit) {
+          group = &f.Groups[e->LocalNameView()];
+        } else {
+          Scan.clear();
+          for (size_t k = i; k < f.Nodes.size(); ++k)
+            if (!f.Taken[k] && f.Nodes[k]->LocalNameView() == e->LocalNameView()) Scan.push_back(k);
+          group = &Scan;
+        }
+        if (group->size() == 1) {
           f.Taken[i] = true;
           return WriteElement(e);  // may push a frame
         }
         // Equal names: one array at the place of the first of them.
-        auto a = std::make_unique<TFrame>();
-        a->Kind = fkArray;
-        for (size_t k : group) {
+        TFrame& a = Push(fkArray);
+        for (size_t k : *group) {
           f.Taken[k] = true;
-          a->Nodes.push_back(f.Nodes[k]);
+          a.Nodes.push_back(f.Nodes[k]);
         }
         Out.Indent(Level);
         Out.Name(e->LocalNameView(), false);
         Out.Text(u"[");
         Out.LineBreak();
         ++Level;
-        Stack.push_back(std::move(a));
         return;
       }
       case fkArray: {
@@ -233,14 +254,12 @@ private:
         Out.Text(u"{");
         Out.LineBreak();
         ++Level;
-        auto item = std::make_unique<TFrame>();
-        item->Kind = fkItem;
+        TFrame& item = Push(fkItem);
         CollectAttributes(e, Attrs);
-        item->Nodes.assign(Attrs.begin(), Attrs.end());
+        item.Nodes.assign(Attrs.begin(), Attrs.end());
         for (TXoDOMElement* c = e->FirstElementNode(); c;
              c = static_cast<TXoDOMElement*>(TXoDOMElement::NextTyped(c)))
-          item->Nodes.push_back(c);
-        Stack.push_back(std::move(item));
+          item.Nodes.push_back(c);
         return;
       }
       case fkItem: {
@@ -256,7 +275,9 @@ private:
 
   TJSONOut& Out;
   int32_t& Level;
-  std::vector<std::unique_ptr<TFrame>> Stack;
+  std::vector<std::unique_ptr<TFrame>> Pool;  // Pool[0, Depth) are open
+  size_t Depth = 0;
+  std::vector<size_t> Scan;
   std::vector<TXoDOMAttribute*> Attrs;
 };
 
