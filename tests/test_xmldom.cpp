@@ -153,6 +153,12 @@ TEST(DOMLists, PositionsNavigationAndEnumerators) {
   std::string seen;
   while (en.MoveNext()) seen += U8(en.GetCurrent()->GetQualifiedName());
   EXPECT_EQ(seen, "cab");
+  TXoDOMElementList elems;
+  elems.Add(&a, rdpLast);
+  TXoDOMElementListEnumerator ee = XoDOMGetEnumerator(&elems);
+  ASSERT_TRUE(ee.MoveNext());
+  EXPECT_EQ(ee.GetCurrent(), &a);
+  EXPECT_FALSE(ee.MoveNext());
   EXPECT_THROW(list.GetItem(3), EListError);
   list.Clear();
   EXPECT_EQ(list.Count(), 0);

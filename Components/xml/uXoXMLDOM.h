@@ -749,6 +749,14 @@ public:
   TXoDOMElement* GetCurrent() { return static_cast<TXoDOMElementList*>(FList)->GetItem(FIndex); }
 };
 
+// The enumerators of the Parts (a C++ range-for uses begin/end instead).
+inline TXoDOMNodeListBaseEnumerator XoDOMGetEnumerator(TXoDOMNodeListBase* AList) {
+  return TXoDOMNodeListBaseEnumerator(AList);
+}
+inline TXoDOMElementListEnumerator XoDOMGetEnumerator(TXoDOMElementList* AList) {
+  return TXoDOMElementListEnumerator(AList);
+}
+
 // A plain list of DOM objects: the node set of path evaluation.
 class TXoDOMObjectList : public TObject {
 public:

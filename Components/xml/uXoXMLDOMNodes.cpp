@@ -297,7 +297,15 @@ namespace {
 void ReleaseAdapter(TXoDOMObjectImpl* AImpl);
 }  // namespace
 
+namespace {
+// Adapters alive in the process. While there are none, no node can be held
+// by an interface, and a subtree that goes can be freed without the checks
+// and the unlinking that orphans need.
+std::atomic<int64_t> gLiveAdapters{0};
+}  // namespace
+
 TXoDOMObjectImpl::TXoDOMObjectImpl(TXoDOMObject* AObject) : FDOMObject(AObject) {
+  gLiveAdapters.fetch_add(1, std::memory_order_relaxed);
   SetAutoDestroy(false);
   // The parent's adapter exists already: TXoDOMObject::EnsureDOMImpl makes
   // the chain from the top down.
@@ -308,6 +316,7 @@ TXoDOMObjectImpl::TXoDOMObjectImpl(TXoDOMObject* AObject) : FDOMObject(AObject) 
 }
 
 TXoDOMObjectImpl::~TXoDOMObjectImpl() {
+  gLiveAdapters.fetch_sub(1, std::memory_order_relaxed);
   if (FDOMObject) {
     if (FDOMObject->FDOMImpl == this) FDOMObject->FDOMImpl = nullptr;
     FDOMObject = nullptr;
@@ -629,9 +638,39 @@ TXoDOMNode* NextToClear(TXoDOMNode* ANode) {
 }  // namespace
 
 void TXoDOMTree::Dispose(TXoDOMNode* ANode) {
+  ANode->FFlags |= TXoDOMObject::kDestroying;
+  if (gLiveAdapters.load(std::memory_order_relaxed) == 0) {
+    // Nothing below can be held: free the children after their own
+    // children, in chain order, without unlinking one by one.
+    TXoDOMNode* cur = ANode->FFirstChild;
+    ANode->FFirstChild = nullptr;
+    ANode->FChildCount = 0;
+    if (ANode->FNodeType == ntElement) {
+      auto* el = static_cast<TXoDOMElement*>(ANode);
+      el->FTypedFirst[0] = el->FTypedFirst[1] = el->FTypedFirst[2] = nullptr;
+      el->FTypedCount[0] = el->FTypedCount[1] = el->FTypedCount[2] = 0;
+    }
+    while (cur) {
+      while (TXoDOMNode* c = cur->FFirstChild) {
+        cur->FFirstChild = nullptr;  // its children are freed before it
+        cur = c;
+      }
+      TXoDOMNode* next = cur->FNext;
+      auto* parent = static_cast<TXoDOMNode*>(cur->FParent);
+      cur->FFlags |= TXoDOMObject::kDestroying;
+      cur->FParent = nullptr;
+      delete cur;
+      if (next) {
+        cur = next;
+      } else {
+        if (parent == ANode) break;
+        cur = parent;  // a leaf now: freed on the next turn
+      }
+    }
+    return;
+  }
   // Depth-first, children before their parent; the parent pointer is the
   // only stack.
-  ANode->FFlags |= TXoDOMObject::kDestroying;
   TXoDOMNode* cur = ANode;
   for (;;) {
     if (TXoDOMNode* child = cur->FFirstChild ? NextToClear(cur) : nullptr) {
