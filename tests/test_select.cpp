@@ -242,13 +242,23 @@ TEST(Select, RepeatedDeepSearchesAndNestedGroupsStayPolynomial) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
-TEST(Select, CreationUnderADeepSearchEnds) {
+TEST(Select, CreationUnderADeepSearchRaisesOrEnds) {
+  // Every element the search reaches must find the step, leaves included.
+  auto leaf = Load(u"<r><a><b/></a></r>");
+  EXPECT_EQ(U8(MessageOf<Exception>([&] { leaf->RootNode()->CreateNodeList(u"a//b", {soCreate}); })),
+            "The soCreate option cannot be used in combination with the \"//\" search option!");
+  EXPECT_EQ(Sel(leaf->RootNode(), u"a//b"), "b");
+  // x/y is made below the elements found before the search reaches one
+  // without child elements (b: what was made below it is not searched).
   auto d = Load(u"<r><a><b/></a><a/></r>");
-  // Every element below r gets an x with a y; what is made is not searched.
-  std::unique_ptr<TXoDOMNodeList> made(d->RootNode()->CreateNodeList(u".//*/x/y", {soCreate}));
-  EXPECT_EQ(made->Count(), 3);
+  EXPECT_EQ(U8(MessageOf<Exception>([&] { d->RootNode()->CreateNodeList(u".//*/x/y", {soCreate}); })),
+            "The soCreate option cannot be used in combination with the \"//\" search option!");
   EXPECT_EQ(U8(d->RootNode()->GetXML()),
             "<r><a><b><x><y /></x></b><x><y /></x></a><a><x><y /></x></a></r>");
-  std::unique_ptr<TXoDOMNodeList> again(d->RootNode()->CreateNodeList(u". //./i/e", {soCreate}));
-  EXPECT_GT(again->Count(), 0);
+  // "." finds itself everywhere, so the search creates below every node
+  // that was there and ends.
+  auto e = Load(u"<r><a><b/></a></r>");
+  std::unique_ptr<TXoDOMNodeList> made(e->RootNode()->CreateNodeList(u". //./i/e", {soCreate}));
+  EXPECT_EQ(made->Count(), 3);
+  EXPECT_EQ(U8(e->RootNode()->GetXML()), "<r><a><b><i><e /></i></b><i><e /></i></a><i><e /></i></r>");
 }

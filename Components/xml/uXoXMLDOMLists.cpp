@@ -339,11 +339,17 @@ TXoDOMElement* TXoDOMElementList::GetItemEx(const Variant& AIndex, TXoDOMSelectC
       opts.Include(name.find(u':') != XoXMLString::npos ? soQualifiedName : soLocalName);
       auto* parent = XoDOMAsElement(owner);
       if (name == u".") return parent;
+      TXoDOMElement* found;
       if (name.find(u'/') != XoXMLString::npos || ACheckOption == coCreate) {
         if (!parent) throw EXoDomNotSupported(u"Path selection needs an element");
-        return parent->SelectSingleElement(name, opts);
+        found = parent->SelectSingleElement(name, opts);
+      } else {
+        found = static_cast<TXoDOMElement*>(Find(name, opts));
       }
-      return static_cast<TXoDOMElement*>(Find(name, opts));
+      // The raising searches raise already; this stands for any that
+      // answers nil all the same.
+      if (!found && ACheckOption == coRaise) throw EListError(u"There is no childelement with the name %s!", {name});
+      return found;
     }
     default:
       throw EListError(_cXoDOMInvalidIdx);

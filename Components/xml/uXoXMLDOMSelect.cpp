@@ -432,7 +432,8 @@ inline TXoDOMNode* FirstOf(TXoDOMNode* ANode) {
 // The children a deep search descends into: every child but attributes.
 // Where a step can find nothing at a node without children (every kind but
 // ".", a group and ".."), such children are passed over: the walk would
-// visit them for nothing.
+// visit them for nothing. A selection that creates visits them all, because
+// an element where the step finds nothing refuses to create below "//".
 inline bool Visit(TXoDOMNode* ANode, bool ALeaves) {
   if (ANode->GetNodeType() == ntAttribute) return false;
   TXoDOMNode* first = ANode->FirstChild();
@@ -440,8 +441,8 @@ inline bool Visit(TXoDOMNode* ANode, bool ALeaves) {
   if (first) __builtin_prefetch(first);
   return ALeaves || first;
 }
-inline bool NeedsLeaves(const TXoSelectStep& AStep) {
-  return AStep.Kind == TXoSelectStep::skSelf || AStep.Kind == TXoSelectStep::skGroup ||
+inline bool NeedsLeaves(const TXoSelectStep& AStep, const TXoSelectRun& ARun) {
+  return ARun.Create || AStep.Kind == TXoSelectStep::skSelf || AStep.Kind == TXoSelectStep::skGroup ||
          AStep.Kind == TXoSelectStep::skParent || AStep.Kind == TXoSelectStep::skNone;
 }
 
@@ -472,7 +473,7 @@ void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TR
 bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w,
              std::vector<TXoDOMNode*>* ADescend) {
   TXoDOMObjectList& cands = w.Cands;
-  bool leaves = NeedsLeaves(s);
+  bool leaves = NeedsLeaves(s, ARun);
   TXoXPathCollationClass coll = ARun.Collation;
   bool anyPrefix = s.Prefix == u"*";
   switch (s.Kind) {
@@ -632,7 +633,7 @@ void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TR
     // that follows from them: pushed first, they come off the stack last.
     if (s.Deep) {
       if (!gathered) {
-        bool leaves = NeedsLeaves(s);
+        bool leaves = NeedsLeaves(s, ARun);
         for (TXoDOMNode* c = FirstOf(f.Node); c; c = NextOf(c))
           if (Visit(c, leaves) && !(ARun.Created && ARun.Created->count(c))) w.Descend.push_back(c);
       }
