@@ -331,4 +331,21 @@ std::u16string BoolToStr(bool AValue);
 // "true"/"false" in any case, or a number (non-zero is true).
 bool TryStrToBool(std::u16string_view AText, bool& AValue);
 
+// ---------------------------------------------------------------------------
+// GUIDs as the platform keeps them: a 32-bit, two 16-bit and eight 8-bit
+// parts. The text form is "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" (38
+// characters, hexadecimal digits in either case on reading, upper case on
+// writing). StringToGUID of any other text raises EConvertError
+// "'%s' is not a valid GUID value".
+struct TGUID {
+  uint32_t D1 = 0;
+  uint16_t D2 = 0;
+  uint16_t D3 = 0;
+  uint8_t D4[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+  bool IsEmpty() const;
+  friend bool operator==(const TGUID& A, const TGUID& B);
+};
+TGUID StringToGUID(std::u16string_view AText);
+std::u16string GUIDToString(const TGUID& AGUID);
+
 }  // namespace xo
