@@ -2,7 +2,9 @@
 // attributes, groups, creation, the document's forms, errors, deep trees.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <random>
 #include <memory>
 #include <string>
 
@@ -261,4 +263,108 @@ TEST(Select, CreationUnderADeepSearchRaisesOrEnds) {
   std::unique_ptr<TXoDOMNodeList> made(e->RootNode()->CreateNodeList(u". //./i/e", {soCreate}));
   EXPECT_EQ(made->Count(), 3);
   EXPECT_EQ(U8(e->RootNode()->GetXML()), "<r><a><b><i><e /></i></b><i><e /></i></a><i><e /></i></r>");
+}
+
+namespace {
+
+// A plain recursive reading of the walk for downward steps (names, "*",
+// "text()", "node()", the empty step of "a//") with "[n]" and "[last()]"
+// filters: the step at a node, the rest for each candidate, then the same
+// step at each child when the step is deep.
+struct TRefStep {
+  std::u16string Name;  // "", "*", "text()", "node()" or a qualified name
+  bool Deep = false;
+  std::vector<int> Filters;  // an index, or -1 for last()
+};
+
+bool RefMatches(TXoDOMNode* AParent, TXoDOMNode* AChild, const TRefStep& AStep) {
+  if (AChild->GetNodeType() == ntAttribute) return false;
+  if (AStep.Name.empty() || AStep.Name == u"node()") return true;
+  if (AStep.Name == u"text()") return AChild->GetNodeType() == ntText || AChild->GetNodeType() == ntCDATA;
+  if (AStep.Name == u"*") {
+    if (AChild->GetNodeType() != ntElement) return false;
+    return AParent->GetNodeType() != ntDocument || static_cast<TXoDOMDocument*>(AParent)->RootNode() == AChild;
+  }
+  return AChild->GetNodeType() == ntElement && AChild->GetQualifiedName() == AStep.Name;
+}
+
+void RefWalk(TXoDOMNode* AContext, const std::vector<TRefStep>& ASteps, size_t AStep,
+             std::vector<TXoDOMNode*>& AOut) {
+  const TRefStep& s = ASteps[AStep];
+  std::vector<TXoDOMNode*> cands;
+  for (TXoDOMNode* c : *AContext)
+    if (RefMatches(AContext, c, s)) cands.push_back(c);
+  for (int f : s.Filters) {
+    if (cands.empty()) break;
+    size_t keep = f < 0 ? cands.size() - 1 : static_cast<size_t>(f);
+    std::vector<TXoDOMNode*> kept;
+    if (keep < cands.size()) kept.push_back(cands[keep]);
+    cands.swap(kept);
+  }
+  for (TXoDOMNode* c : cands) {
+    if (AStep + 1 < ASteps.size())
+      RefWalk(c, ASteps, AStep + 1, AOut);
+    else if (std::find(AOut.begin(), AOut.end(), c) == AOut.end())
+      AOut.push_back(c);
+  }
+  if (s.Deep)
+    for (TXoDOMNode* c : *AContext)
+      if (c->GetNodeType() != ntAttribute) RefWalk(c, ASteps, AStep, AOut);
+}
+
+}  // namespace
+
+TEST(Select, DeepSearchesAgreeWithThePlainWalkOnRandomTrees) {
+  std::mt19937 rng(11);
+  const char16_t* names[] = {u"a", u"b", u"c", u"p:a"};
+  for (int round = 0; round < 40; ++round) {
+    // A random tree: elements a, b, c and p:a with attributes, text,
+    // comments, nested up to eight levels.
+    std::u16string xml = u"<r xmlns:p=\"urn:p\">";
+    std::vector<std::u16string> open;
+    for (int i = 0; i < 120; ++i) {
+      unsigned k = rng() % 10;
+      if (k < 5 && open.size() < 8) {
+        std::u16string n = names[rng() % 4];
+        xml += u"<" + n + (rng() % 2 ? u" k=\"v\"" : u"") + u">";
+        open.push_back(n);
+      } else if (k < 8 && !open.empty()) {
+        xml += u"</" + open.back() + u">";
+        open.pop_back();
+      } else {
+        xml += k == 8 ? u"t" : u"<!--c-->";
+      }
+    }
+    while (!open.empty()) {
+      xml += u"</" + open.back() + u">";
+      open.pop_back();
+    }
+    xml += u"</r>";
+    auto d = Load(xml.c_str());
+    for (int q = 0; q < 25; ++q) {
+      // A path of one to three steps, at most two of them deep.
+      std::vector<TRefStep> steps;
+      std::u16string path;
+      int n = 1 + static_cast<int>(rng() % 3), deep = 0;
+      for (int i = 0; i < n; ++i) {
+        TRefStep s;
+        s.Deep = (i == 0 || deep < 2) && rng() % 2 == 0;
+        deep += s.Deep;
+        const char16_t* kinds[] = {u"a", u"b", u"c", u"p:a", u"*", u"text()", u"node()", u""};
+        s.Name = kinds[rng() % (s.Deep && i + 1 == n ? 8 : 7)];
+        if (rng() % 3 == 0) s.Filters.push_back(rng() % 2 ? -1 : static_cast<int>(rng() % 3));
+        path += (i == 0 ? (s.Deep ? u"//" : u"") : (s.Deep ? u"//" : u"/")) + s.Name;
+        for (int f : s.Filters) path += f < 0 ? u"[last()]" : u"[" + std::u16string(1, char16_t(u'0' + f)) + u"]";
+        steps.push_back(std::move(s));
+      }
+      // From the root element ("//" there starts at the document instead).
+      TXoDOMNode* ctx = steps[0].Deep ? static_cast<TXoDOMNode*>(d.get()) : d->RootNode();
+      std::vector<TXoDOMNode*> want;
+      RefWalk(ctx, steps, 0, want);
+      std::unique_ptr<TXoDOMNodeList> got(d->RootNode()->CreateNodeList(path, {soCaseSensitive}));
+      std::vector<TXoDOMNode*> have;
+      for (TXoDOMNode* x : *got) have.push_back(x);
+      ASSERT_EQ(have, want) << U8(path) << " on " << U8(xml);
+    }
+  }
 }

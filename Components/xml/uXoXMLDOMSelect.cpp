@@ -374,6 +374,14 @@ struct TWalkScratch {
   TXoDOMObjectList Kept;
   std::vector<TXoDOMNode*> Group;
   std::vector<TXoDOMNode*> Descend;  // children a deep step goes on into
+  // A deep scan: the nodes found, each with the number of its parent in
+  // document order, and the numbers of the ancestors of the current node.
+  struct TMatch {
+    uint32_t Parent;
+    TXoDOMNode* Node;
+  };
+  std::vector<TMatch> Matches, Sorted;
+  std::vector<uint32_t> Ancestors, Counts;
 };
 
 thread_local std::vector<std::unique_ptr<TWalkScratch>> GScratchPool;
@@ -394,6 +402,12 @@ public:
     FScratch->Kept.Clear();
     FScratch->Group.clear();
     FScratch->Descend.clear();
+    // Buffers of a large scan are not kept for the next walk.
+    if (FScratch->Matches.capacity() > 65536) {
+      std::vector<TWalkScratch::TMatch>().swap(FScratch->Matches);
+      std::vector<TWalkScratch::TMatch>().swap(FScratch->Sorted);
+      std::vector<uint32_t>().swap(FScratch->Counts);
+    }
     if (GScratchPool.size() < 64)
       GScratchPool.emplace_back(FScratch);
     else
@@ -599,24 +613,152 @@ void DropCreated(const TXoSelectRun& ARun, TWalkScratch& w) {
   std::erase_if(w.Descend, [&](TXoDOMNode* n) { return ARun.Created->count(n) != 0; });
 }
 
-void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult) {
-  TScratchLease lease;
-  TWalkScratch& w = *lease.operator->();
-  w.Stack.push_back({AContext, 0});
-  // Where a node can be reached twice, a step is worked at a node once: the
-  // second time would find the same nodes (and raise the same errors, which
-  // the first time did already).
-  std::unique_ptr<TFrameSet> seen;
-  if (!AAlt.Unique) seen = std::make_unique<TFrameSet>();
-  while (!w.Stack.empty()) {
+// Works off the frames above ABase.
+void RunFrames(TWalkScratch& w, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult, TFrameSet* ASeen,
+               size_t ABase);
+
+// The kinds of step that find nothing at a node without children.
+inline bool ScansInOrder(const TXoSelectStep& AStep) {
+  switch (AStep.Kind) {
+    case TXoSelectStep::skName:
+    case TXoSelectStep::skStar:
+    case TXoSelectStep::skText:
+    case TXoSelectStep::skNode:
+    case TXoSelectStep::skAll:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Whether ANode, a child of AParent that is no attribute, is a candidate of
+// the step at AParent: the test that Collect makes for each child.
+inline bool IsCandidate(TXoDOMNode* AParent, TXoDOMNode* ANode, const TXoSelectStep& s,
+                        TXoXPathCollationClass ACollation, bool AAnyPrefix) {
+  switch (s.Kind) {
+    case TXoSelectStep::skName:
+      return SameName(ACollation, ANode->LocalNameView(), s.Local) &&
+             (AAnyPrefix || SameName(ACollation, ANode->PrefixView(), s.Prefix));
+    case TXoSelectStep::skStar:
+      if (ANode->GetNodeType() != ntElement) return false;
+      if (AParent->GetNodeType() == ntDocument) {
+        if (static_cast<TXoDOMDocument*>(AParent)->RootNode() != ANode) return false;
+      } else if (AParent->GetNodeType() != ntElement) {
+        return false;
+      }
+      return AAnyPrefix || SameName(ACollation, ANode->PrefixView(), s.Prefix);
+    case TXoSelectStep::skText:
+      return ANode->GetNodeType() == ntText || ANode->GetNodeType() == ntCDATA;
+    default:  // skNode, skAll
+      return true;
+  }
+}
+
+// A deep step at ARoot where no node can be reached twice and nothing is
+// created. The walk of frames works the step at ARoot, then at each node
+// below it in document order, every node with its own candidates before
+// the search goes deeper; the steps behind it (downward ones only) run for
+// each candidate in turn. Here the subtree is passed once in document order
+// (each node read once, which is what a search of a large tree waits for);
+// the candidates found are then put in the order of their parents and
+// worked as the frames would work them.
+void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& AAlt, const TXoSelectRun& ARun,
+              TResult& AResult) {
+  TXoSelectStep& s = AAlt.Steps[AStep];
+  TXoXPathCollationClass coll = ARun.Collation;
+  bool anyPrefix = s.Prefix == u"*";
+  std::vector<TWalkScratch::TMatch>& found = w.Matches;
+  std::vector<uint32_t>& anc = w.Ancestors;
+  found.clear();
+  anc.clear();
+  uint32_t seq = 0;
+  uint32_t curSeq = seq++;
+  bool sorted = true;
+  TXoDOMNode* cur = ARoot;
+  for (;;) {
+    TXoDOMNode* next = nullptr;
+    for (TXoDOMNode* c = cur->FirstChild(); c; c = *++TXoDOMNode::TChildIter(c))
+      if (c->GetNodeType() != ntAttribute) {
+        next = c;
+        break;
+      }
+    if (next) {
+      anc.push_back(curSeq);
+    } else {
+      // Up to the first ancestor (or the node itself) with a next sibling.
+      for (;;) {
+        if (cur == ARoot) break;
+        for (TXoDOMNode* n = *++TXoDOMNode::TChildIter(cur); n; n = *++TXoDOMNode::TChildIter(n))
+          if (n->GetNodeType() != ntAttribute) {
+            next = n;
+            break;
+          }
+        if (next) break;
+        cur = cur->ParentNode();
+        anc.pop_back();
+      }
+      if (!next) break;
+    }
+    cur = next;
+    curSeq = seq++;
+    if (IsCandidate(cur->ParentNode(), cur, s, coll, anyPrefix)) {
+      uint32_t parent = anc.back();
+      if (!found.empty() && found.back().Parent > parent) sorted = false;
+      found.push_back({parent, cur});
+    }
+  }
+  if (found.empty()) return;
+  if (!sorted) {
+    // A stable counting sort by parent number.
+    std::vector<uint32_t>& counts = w.Counts;
+    counts.assign(seq + 1, 0);
+    for (const auto& m : found) ++counts[m.Parent + 1];
+    for (uint32_t i = 1; i <= seq; ++i) counts[i] += counts[i - 1];
+    w.Sorted.resize(found.size());
+    for (const auto& m : found) w.Sorted[counts[m.Parent]++] = m;
+    found.swap(w.Sorted);
+  }
+  if (s.IsLast && s.Filters.empty()) {
+    for (const auto& m : found) AResult.Add(m.Node);
+    return;
+  }
+  // The candidates of one parent at a time. The found list is moved aside:
+  // the steps behind this one use the scratch lists themselves.
+  std::vector<TWalkScratch::TMatch> all;
+  all.swap(found);
+  for (size_t i = 0; i < all.size();) {
+    size_t j = i;
+    w.Cands.Clear();
+    while (j < all.size() && all[j].Parent == all[i].Parent) w.Cands.Add(all[j++].Node);
+    i = j;
+    if (!s.Filters.empty()) ApplyFilters(s, ARun, w);
+    int32_t n = w.Cands.Count();
+    if (s.IsLast) {
+      for (int32_t k = 0; k < n; ++k) AResult.Add(NodeAt(w.Cands, k));
+    } else if (n > 0) {
+      size_t base = w.Stack.size();
+      for (int32_t k = n - 1; k >= 0; --k) w.Stack.push_back({NodeAt(w.Cands, k), AStep + 1});
+      RunFrames(w, AAlt, ARun, AResult, nullptr, base);
+    }
+  }
+  if (found.capacity() < all.capacity()) found.swap(all);
+}
+
+void RunFrames(TWalkScratch& w, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult, TFrameSet* ASeen,
+               size_t ABase) {
+  while (w.Stack.size() > ABase) {
     TWalkFrame f = w.Stack.back();
     w.Stack.pop_back();
-    if (seen && !seen->Insert(f.Node, f.Step)) continue;
+    if (ASeen && !ASeen->Insert(f.Node, f.Step)) continue;
     // The next frame's children are requested from memory while this one
     // is worked on.
     if (!w.Stack.empty()) FirstOf(w.Stack.back().Node);
     TXoSelectStep& s = AAlt.Steps[f.Step];
     if (s.Error) throw EXoDomSyntax(s.ErrorMessage);
+    if (s.Deep && !ASeen && !ARun.Create && ScansInOrder(s)) {
+      DeepScan(f.Node, f.Step, w, AAlt, ARun, AResult);
+      continue;
+    }
     w.Cands.Clear();
     w.Descend.clear();
     bool gathered = Collect(f.Node, s, ARun, w, s.Deep ? &w.Descend : nullptr);
@@ -646,6 +788,18 @@ void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TR
       for (int32_t i = 0; i < n; ++i) AResult.Add(NodeAt(w.Cands, i));
     }
   }
+}
+
+void Walk(TXoDOMNode* AContext, TXoSelectAlt& AAlt, const TXoSelectRun& ARun, TResult& AResult) {
+  TScratchLease lease;
+  TWalkScratch& w = *lease.operator->();
+  w.Stack.push_back({AContext, 0});
+  // Where a node can be reached twice, a step is worked at a node once: the
+  // second time would find the same nodes (and raise the same errors, which
+  // the first time did already).
+  std::unique_ptr<TFrameSet> seen;
+  if (!AAlt.Unique) seen = std::make_unique<TFrameSet>();
+  RunFrames(w, AAlt, ARun, AResult, seen.get(), 0);
 }
 
 TXoDOMNode* DocumentOf(TXoDOMNode* ANode) {
