@@ -268,13 +268,13 @@ TEST(Select, CreationUnderADeepSearchRaisesOrEnds) {
 namespace {
 
 // A plain recursive reading of the walk for downward steps (names, "*",
-// "text()", "node()", the empty step of "a//") with "[n]" and "[last()]"
-// filters: the step at a node, the rest for each candidate, then the same
+// "text()", "node()", the empty step of "a//") with "[n]", "[last()]" and
+// "[@k]" filters: the step at a node, the rest for each candidate, then the same
 // step at each child when the step is deep.
 struct TRefStep {
   std::u16string Name;  // "", "*", "text()", "node()" or a qualified name
   bool Deep = false;
-  std::vector<int> Filters;  // an index, or -1 for last()
+  std::vector<int> Filters;  // an index, -1 for last(), -2 for "@k" (the attribute k exists)
 };
 
 bool RefMatches(TXoDOMNode* AParent, TXoDOMNode* AChild, const TRefStep& AStep) {
@@ -296,6 +296,12 @@ void RefWalk(TXoDOMNode* AContext, const std::vector<TRefStep>& ASteps, size_t A
     if (RefMatches(AContext, c, s)) cands.push_back(c);
   for (int f : s.Filters) {
     if (cands.empty()) break;
+    if (f == -2) {
+      std::erase_if(cands, [](TXoDOMNode* n) {
+        return n->GetNodeType() != ntElement || !static_cast<TXoDOMElement*>(n)->HasAttribute(u"k");
+      });
+      continue;
+    }
     size_t keep = f < 0 ? cands.size() - 1 : static_cast<size_t>(f);
     std::vector<TXoDOMNode*> kept;
     if (keep < cands.size()) kept.push_back(cands[keep]);
@@ -352,9 +358,10 @@ TEST(Select, DeepSearchesAgreeWithThePlainWalkOnRandomTrees) {
         deep += s.Deep;
         const char16_t* kinds[] = {u"a", u"b", u"c", u"p:a", u"*", u"text()", u"node()", u""};
         s.Name = kinds[rng() % (s.Deep && i + 1 == n ? 8 : 7)];
-        if (rng() % 3 == 0) s.Filters.push_back(rng() % 2 ? -1 : static_cast<int>(rng() % 3));
+        while (rng() % 3 == 0) s.Filters.push_back(rng() % 3 == 0 ? -2 : rng() % 2 ? -1 : static_cast<int>(rng() % 3));
         path += (i == 0 ? (s.Deep ? u"//" : u"") : (s.Deep ? u"//" : u"/")) + s.Name;
-        for (int f : s.Filters) path += f < 0 ? u"[last()]" : u"[" + std::u16string(1, char16_t(u'0' + f)) + u"]";
+        for (int f : s.Filters)
+          path += f == -2 ? u"[@k]" : f < 0 ? u"[last()]" : u"[" + std::u16string(1, char16_t(u'0' + f)) + u"]";
         steps.push_back(std::move(s));
       }
       // From the root element ("//" there starts at the document instead).

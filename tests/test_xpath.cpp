@@ -58,6 +58,16 @@ public:
     return Variant(3 * XoVarToInt64(ParamValue(0, AList, AIndex)));
   }
 };
+// rec(x): records the text of x in call order, answers true.
+std::string GRecorded;
+class TRecord : public TXoXPathFunction {
+public:
+  using TXoXPathFunction::TXoXPathFunction;
+  Variant Value(TXoDOMObjectList* AList, int32_t AIndex) override {
+    GRecorded += (GRecorded.empty() ? "" : " ") + U8(ParamText(0, AList, AIndex));
+    return Variant(true);
+  }
+};
 // name-of(node): the node parameter helper with its messages.
 class TNameOf : public TXoXPathFunction {
 public:
@@ -72,6 +82,7 @@ struct TRegisterTestFunctions {
     RegisterXPathFunction<TTwice>(u"twice");
     RegisterXPathFunction<TThrice>(u"twice");  // a second entry of a name has no effect
     RegisterXPathFunction<TNameOf>(u"name-of");
+    RegisterXPathFunction<TRecord>(u"rec");
   }
 };
 const TRegisterTestFunctions GRegistered;
@@ -311,4 +322,30 @@ TEST(XPathFilter, FiltersInPathsInFiltersStayPolynomial) {
   EXPECT_EQ(Ids(d.get(), u"//a[//b[//c[//b[//a[//c[//b]]]]]]"), thirty);
   EXPECT_EQ(Ids(d.get(), u"//a[.//b[..//c[../..//b[..//c]]]]"), thirty);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST(XPathFilter, FiltersOfADeepSearchRunInTheOrderOfTheirContextNodes) {
+  // The search works r before x, so r's child a#3 comes before x's a#1,
+  // though a#1 stands first in the document; a#2 (below a#1) comes last.
+  auto d = Load(u"<r><x><a id=\"1\" c=\"u1\"><a id=\"2\" k=\"\" c=\"u2\"/></a></x><a id=\"3\" k=\"\" c=\"u3\"/></r>");
+  GRecorded.clear();
+  EXPECT_EQ(Ids(d.get(), u"//a[rec(@id)]"), "3 1 2");
+  EXPECT_EQ(GRecorded, "3 1 2");
+  // Filters that depend on the candidate alone give the same nodes in the
+  // same order, alone and in chains.
+  EXPECT_EQ(Ids(d.get(), u"//a[@k]"), "3 2");
+  EXPECT_EQ(Ids(d.get(), u"//a[@k][@c!=\"u3\"]"), "2");
+  EXPECT_EQ(Ids(d.get(), u"//a[not(@k) or @id=\"3\"]/../a"), "3 1");
+  EXPECT_EQ(Ids(d.get(), u"//*[@c]/a | //*[@c]/@k/.."), "2 3");
+  EXPECT_EQ(Ids(d.get(), u"//a[@k][0]"), "3 2");
+  // Of several candidates whose filter raises, the first in that order
+  // raises.
+  EXPECT_EQ(U8(MessageOf<EXoDomSyntax>([&] { Ids(d.get(), u"//a[compare(., \"x\", @c)]"); })),
+            "The collation \"u3\" is not supported!");
+  EXPECT_EQ(U8(MessageOf<EXoDomSyntax>([&] { Ids(d.get(), u"//a[@id=\"1\" or compare(., \"x\", @c)]"); })),
+            "The collation \"u3\" is not supported!");
+  // A second filter is compiled only where the first kept a candidate.
+  EXPECT_EQ(Ids(d.get(), u"//a[@zz][@k=<\"x\"]"), "");
+  EXPECT_EQ(U8(MessageOf<EXoDomSyntax>([&] { Ids(d.get(), u"//a[@k][@k=<\"x\"]"); })),
+            "The filter \"[@k=<\"x\"]\" contains an invalid compare operator (=<)!");
 }

@@ -381,6 +381,7 @@ struct TWalkScratch {
     TXoDOMNode* Node;
   };
   std::vector<TMatch> Matches, Sorted;
+  TXoDOMObjectList One;  // a single candidate
   std::vector<uint32_t> Ancestors, Counts;
 };
 
@@ -662,6 +663,32 @@ inline bool IsCandidate(TXoDOMNode* AParent, TXoDOMNode* ANode, const TXoSelectS
 // (each node read once, which is what a search of a large tree waits for);
 // the candidates found are then put in the order of their parents and
 // worked as the frames would work them.
+// Filters whose value depends on the candidate alone and whose evaluation
+// has no effect but its result may be evaluated in any order: the scan
+// evaluates them where it finds a candidate, while its children are still in
+// the cache. Compiled here (the filter text shows that compiling makes no
+// function of an application); false when the filters are not of that kind.
+bool PrepareEagerFilters(TXoSelectStep& s, const TXoSelectRun& ARun, std::vector<TXoXPathEquation*>& AEquations) {
+  AEquations.clear();
+  for (const std::u16string& f : s.Filters)
+    if (!XoXPathFilterTextIsPure(f)) return false;
+  for (size_t k = 0; k < s.Filters.size(); ++k) {
+    std::unique_ptr<TXoXPathEquation> temp;
+    TXoXPathEquation* eq = FilterFor(s, k, ARun, temp);
+    if (temp || !XoXPathFilterIsPure(eq)) return false;
+    AEquations.push_back(eq);
+  }
+  return true;
+}
+
+// A deep step at ARoot where no node can be reached twice and nothing is
+// created. The walk of frames works the step at ARoot, then at each node
+// below it in document order, every node with its own candidates before
+// the search goes deeper; the steps behind it (downward ones only) run for
+// each candidate in turn. Here the subtree is passed once in document order
+// (each node read once, which is what a search of a large tree waits for);
+// the candidates found are then put in the order of their parents and
+// worked as the frames would work them.
 void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& AAlt, const TXoSelectRun& ARun,
               TResult& AResult) {
   TXoSelectStep& s = AAlt.Steps[AStep];
@@ -669,42 +696,73 @@ void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& 
   bool anyPrefix = s.Prefix == u"*";
   std::vector<TWalkScratch::TMatch>& found = w.Matches;
   std::vector<uint32_t>& anc = w.Ancestors;
-  found.clear();
-  anc.clear();
-  uint32_t seq = 0;
-  uint32_t curSeq = seq++;
-  bool sorted = true;
-  TXoDOMNode* cur = ARoot;
-  for (;;) {
-    TXoDOMNode* next = nullptr;
-    for (TXoDOMNode* c = cur->FirstChild(); c; c = *++TXoDOMNode::TChildIter(c))
-      if (c->GetNodeType() != ntAttribute) {
-        next = c;
-        break;
+  // Filters evaluated during the scan: -1 not known yet, 0 no, 1 yes.
+  int eager = s.Filters.empty() ? 0 : -1;
+  std::vector<TXoXPathEquation*> eagerFilters;
+  uint32_t seq;
+  bool sorted;
+  auto scan = [&]() {
+    found.clear();
+    anc.clear();
+    seq = 0;
+    uint32_t curSeq = seq++;
+    sorted = true;
+    TXoDOMNode* cur = ARoot;
+    for (;;) {
+      TXoDOMNode* next = nullptr;
+      for (TXoDOMNode* c = cur->FirstChild(); c; c = *++TXoDOMNode::TChildIter(c))
+        if (c->GetNodeType() != ntAttribute) {
+          next = c;
+          break;
+        }
+      if (next) {
+        anc.push_back(curSeq);
+      } else {
+        // Up to the first ancestor (or the node itself) with a next sibling.
+        for (;;) {
+          if (cur == ARoot) break;
+          for (TXoDOMNode* n = *++TXoDOMNode::TChildIter(cur); n; n = *++TXoDOMNode::TChildIter(n))
+            if (n->GetNodeType() != ntAttribute) {
+              next = n;
+              break;
+            }
+          if (next) break;
+          cur = cur->ParentNode();
+          anc.pop_back();
+        }
+        if (!next) break;
       }
-    if (next) {
-      anc.push_back(curSeq);
-    } else {
-      // Up to the first ancestor (or the node itself) with a next sibling.
-      for (;;) {
-        if (cur == ARoot) break;
-        for (TXoDOMNode* n = *++TXoDOMNode::TChildIter(cur); n; n = *++TXoDOMNode::TChildIter(n))
-          if (n->GetNodeType() != ntAttribute) {
-            next = n;
+      cur = next;
+      curSeq = seq++;
+      if (!IsCandidate(cur->ParentNode(), cur, s, coll, anyPrefix)) continue;
+      if (eager < 0) eager = PrepareEagerFilters(s, ARun, eagerFilters) ? 1 : 0;
+      if (eager > 0) {
+        w.One.Clear();
+        w.One.Add(cur);
+        bool keep = true;
+        for (TXoXPathEquation* eq : eagerFilters)
+          if (!eq->Evaluate(&w.One, 0)) {
+            keep = false;
             break;
           }
-        if (next) break;
-        cur = cur->ParentNode();
-        anc.pop_back();
+        if (!keep) continue;
       }
-      if (!next) break;
-    }
-    cur = next;
-    curSeq = seq++;
-    if (IsCandidate(cur->ParentNode(), cur, s, coll, anyPrefix)) {
       uint32_t parent = anc.back();
       if (!found.empty() && found.back().Parent > parent) sorted = false;
       found.push_back({parent, cur});
+    }
+  };
+  if (eager == 0) {
+    scan();
+  } else {
+    try {
+      scan();
+    } catch (...) {
+      // Some candidate's filter raised, or a filter that the plain order
+      // might never compile failed to: the plain order decides which error
+      // comes first, or whether one comes at all.
+      eager = 0;
+      scan();
     }
   }
   if (found.empty()) return;
@@ -718,7 +776,8 @@ void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& 
     for (const auto& m : found) w.Sorted[counts[m.Parent]++] = m;
     found.swap(w.Sorted);
   }
-  if (s.IsLast && s.Filters.empty()) {
+  bool filter = !s.Filters.empty() && eager <= 0;
+  if (s.IsLast && !filter) {
     for (const auto& m : found) AResult.Add(m.Node);
     return;
   }
@@ -731,7 +790,7 @@ void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& 
     w.Cands.Clear();
     while (j < all.size() && all[j].Parent == all[i].Parent) w.Cands.Add(all[j++].Node);
     i = j;
-    if (!s.Filters.empty()) ApplyFilters(s, ARun, w);
+    if (filter) ApplyFilters(s, ARun, w);
     int32_t n = w.Cands.Count();
     if (s.IsLast) {
       for (int32_t k = 0; k < n; ++k) AResult.Add(NodeAt(w.Cands, k));

@@ -482,6 +482,70 @@ std::unique_ptr<TXoXPathEquation> TXoXPathCompiler::Compile(std::u16string_view 
   return root;
 }
 
+bool XoXPathFilterTextIsPure(std::u16string_view AFilter) {
+  auto delimiter = [](char16_t c) {
+    return c == u'=' || c == u'<' || c == u'>' || c == u'!' || c == u'(' || c == u')' || c == u'[' || c == u']' ||
+           c == u'"' || c == u' ' || c == u',';
+  };
+  for (size_t i = 0; i < AFilter.size(); ++i) {
+    if (AFilter[i] != u'(') continue;
+    // The name a call would have: the run before the blanks in front of "(".
+    size_t e = i;
+    while (e > 0 && AFilter[e - 1] == u' ') --e;
+    size_t b = e;
+    while (b > 0 && !delimiter(AFilter[b - 1])) --b;
+    std::u16string_view name = AFilter.substr(b, e - b);
+    if (name.empty()) continue;  // a bracket or a sequence
+    if (name.size() >= 3 && name.substr(0, 3) == u"fn:") name.remove_prefix(3);
+    std::u16string lower(name);
+    for (char16_t& c : lower)
+      if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + 32);
+    bool keyword = name[0] >= u'a' && name[0] <= u'z' && (lower == u"not" || lower == u"and" || lower == u"or");
+    if (keyword || name == u"node") continue;
+    if (!XoXPathIsPureFunction(name)) return false;
+  }
+  return true;
+}
+
+namespace {
+bool TermIsPure(TXoXPathBaseTerm* ATerm, int ADepth) {
+  if (!ATerm || ADepth > kMaxFilterNesting + 2) return false;
+  if (dynamic_cast<TXoXPathConstantTerm*>(ATerm) || dynamic_cast<TXoXPathFnNodeTerm*>(ATerm) ||
+      dynamic_cast<TXoXPathChildTerm*>(ATerm))
+    return true;  // a bracket's and a not's equations are checked as part of the tree
+  if (auto* v = dynamic_cast<TXoXPathValueTerm*>(ATerm)) return v->Path().find(u'[') == XoXMLString::npos;
+  if (auto* h = dynamic_cast<TXoXPathHasNode*>(ATerm)) return TermIsPure(h->PathTerm(), ADepth + 1);
+  if (auto* c = dynamic_cast<TXoXPathValueComparison*>(ATerm))
+    return TermIsPure(c->Value1(), ADepth + 1) && TermIsPure(c->Value2(), ADepth + 1);
+  if (auto* l = dynamic_cast<TXoXPathListTerm*>(ATerm)) {
+    for (int32_t i = 0; i < l->Count(); ++i)
+      if (!TermIsPure(l->GetTerm(i), ADepth + 1)) return false;
+    return true;
+  }
+  if (dynamic_cast<TXoXPathFnTrace*>(ATerm) || dynamic_cast<TXoXPathFnError*>(ATerm)) return false;
+  if (auto* f = dynamic_cast<TXoXPathFunction*>(ATerm)) {
+    for (int32_t i = 0; i < f->ParamCount(); ++i)
+      if (!TermIsPure(f->Param(i), ADepth + 1)) return false;
+    return true;
+  }
+  // The index form, first(), last(), position(), and anything unknown.
+  return false;
+}
+}  // namespace
+
+bool XoXPathFilterIsPure(TXoXPathEquation* AEquation) {
+  std::vector<TXoXPathEquation*> todo{AEquation};
+  while (!todo.empty()) {
+    TXoXPathEquation* e = todo.back();
+    todo.pop_back();
+    for (; e; e = e->Sibling()) {
+      if (!TermIsPure(e->Term(), 0)) return false;
+      for (TXoXPathEquation* c : e->Childs()) todo.push_back(c);
+    }
+  }
+  return true;
+}
+
 std::unique_ptr<TXoXPathEquation> XoXPathCompileFilter(std::u16string_view AFilter,
                                                        TXoDOMSelectMatchOption AMatchOption,
                                                        TXoXPathCollationClass ACollation, bool* AShareable) {

@@ -85,6 +85,13 @@ TXoXPathFunctionTerm* CreateFunctionTerm(std::u16string_view AName, TXoXPathEqua
   throw EXoDomSyntax(_cXoXPathUnsupportedFunction, {AName});
 }
 
+bool XoXPathIsPureFunction(std::u16string_view AName) {
+  XoXPathInitialize();
+  for (const TXPathFnReg& r : Functions())
+    if (r.FFunctionName == AName) return r.FLibrary && AName != u"trace" && AName != u"error";
+  return false;
+}
+
 TXoXPathCollationClass XoXPathCollationByURI(std::u16string_view AURI) {
   XoXPathInitialize();
   for (const TXPathCollationReg& r : Collations())

@@ -95,4 +95,16 @@ std::unique_ptr<TXoXPathEquation> XoXPathCompileFilter(std::u16string_view AFilt
 // application registered: such a compiled filter is never kept for reuse.
 void XoXPathNoteApplicationFunction();
 
+// Whether the first registry entry of AName is one of the library's
+// functions that neither log nor raise by design ("trace", "error").
+bool XoXPathIsPureFunction(std::u16string_view AName);
+// Whether compiling the filter text can create no function but those, the
+// built-in node() and the keywords: a text test, made before compiling.
+bool XoXPathFilterTextIsPure(std::u16string_view AFilter);
+// Whether a compiled filter's value for a candidate depends on nothing but
+// the candidate (no index, first(), last() or position()) and its
+// evaluation has no effect beyond its result (no function that logs or
+// raises by design, no path that holds filters of its own).
+bool XoXPathFilterIsPure(TXoXPathEquation* AEquation);
+
 }  // namespace xo
