@@ -101,6 +101,13 @@ TEST(XPathFilter, IndexPositionFirstAndLast) {
   EXPECT_EQ(Ids(r, u"i[1][0]"), "2");
   EXPECT_EQ(Ids(r, u"i[0][1]"), "");
   EXPECT_EQ(Ids(r, u"i[fn:position() = 3]"), "3");
+  EXPECT_EQ(Ids(r, u"i[ 2 ]"), "3");
+  EXPECT_EQ(Ids(r, u"i[3]"), "");
+  EXPECT_EQ(Ids(r, u"i[last()][0]"), "3");
+  EXPECT_EQ(Ids(r, u"i[first()][last()]"), "1");
+  EXPECT_EQ(Ids(r, u"i[@a][ last() ]/t[1]"), "t");
+  EXPECT_EQ(Ids(r, u"i/node()[2]"), "t p:t");
+  EXPECT_EQ(U8(MessageOf<EConvertError>([&] { Ids(r, u"i[2147483648]"); })).empty(), false);
   EXPECT_EQ(U8(MessageOf<EConvertError>([&] { Ids(r, u"i[99999999999]"); })).empty(), false);
 }
 

@@ -149,6 +149,25 @@ std::vector<std::u16string> CutFilters(std::u16string_view AText) {
 void CompileWalk(std::u16string_view APath, bool ADeep, std::u16string_view APrevStep, bool ALocalNameMatch,
                  TXoSelectAlt& AAlt, int ANesting);
 
+// The number of a filter that is a plain index: "[", blanks, at most nine
+// digits, blanks, "]" (it compiles to the index form and keeps the one
+// candidate at that position); -1 for any other filter.
+int32_t PlainIndex(std::u16string_view AFilter) {
+  size_t i = 0, n = AFilter.size();
+  if (n < 3 || AFilter[0] != u'[' || AFilter[n - 1] != u']') return -1;
+  ++i;
+  --n;
+  while (i < n && AFilter[i] == u' ') ++i;
+  while (n > i && AFilter[n - 1] == u' ') --n;
+  if (i == n || n - i > 9) return -1;
+  int32_t v = 0;
+  for (; i < n; ++i) {
+    if (AFilter[i] < u'0' || AFilter[i] > u'9') return -1;
+    v = v * 10 + (AFilter[i] - u'0');
+  }
+  return v;
+}
+
 void SetError(TXoSelectStep& AStep, std::u16string AMessage) {
   AStep.Error = 1;
   AStep.ErrorMessage = std::move(AMessage);
@@ -216,6 +235,7 @@ void CompileWalk(std::u16string_view APath, bool ADeep, std::u16string_view APre
       s.FilterText = std::u16string(TrimView(stepText.substr(fb)));
       name = TrimView(stepText.substr(0, fb));
       s.Filters = CutFilters(s.FilterText);
+      s.LeadIndex = PlainIndex(s.Filters.empty() ? std::u16string_view() : std::u16string_view(s.Filters[0]));
     }
     s.CreateAllowed = s.FilterText.empty() || s.FilterText == u"[0]";
     if (name.empty() && !deep) return SetError(s, cNotValid);
@@ -489,6 +509,9 @@ bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
              std::vector<TXoDOMNode*>* ADescend) {
   TXoDOMObjectList& cands = w.Cands;
   bool leaves = NeedsLeaves(s, ARun);
+  // With a plain index as first filter, the candidates behind that one are
+  // not needed (unless the children are gathered for a deep search).
+  int32_t limit = !ADescend && s.LeadIndex >= 0 ? s.LeadIndex + 1 : INT32_MAX;
   TXoXPathCollationClass coll = ARun.Collation;
   bool anyPrefix = s.Prefix == u"*";
   switch (s.Kind) {
@@ -521,16 +544,16 @@ bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
     }
     case TXoSelectStep::skText:
       for (TXoDOMNode* c = FirstOf(ANode); c; c = NextOf(c)) {
-        if (c->GetNodeType() == ntText || c->GetNodeType() == ntCDATA) cands.Add(c);
         if (ADescend && Visit(c, leaves)) ADescend->push_back(c);
+        if ((c->GetNodeType() == ntText || c->GetNodeType() == ntCDATA) && cands.Add(c) + 1 >= limit) break;
       }
       return ADescend != nullptr;
     case TXoSelectStep::skNode:
     case TXoSelectStep::skAll:
       for (TXoDOMNode* c = FirstOf(ANode); c; c = NextOf(c)) {
         if (c->GetNodeType() == ntAttribute) continue;
-        cands.Add(c);
         if (ADescend && Visit(c, leaves)) ADescend->push_back(c);
+        if (cands.Add(c) + 1 >= limit) break;
       }
       return ADescend != nullptr;
     case TXoSelectStep::skAttr: {
@@ -554,7 +577,7 @@ bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
       if (ANode->GetNodeType() == ntElement) {
         auto* e = static_cast<TXoDOMElement*>(ANode);
         for (TXoDOMNode* c = e->FirstElementNode(); c; c = TXoDOMElement::NextTyped(c))
-          if (anyPrefix || SameName(coll, c->PrefixView(), s.Prefix)) cands.Add(c);
+          if ((anyPrefix || SameName(coll, c->PrefixView(), s.Prefix)) && cands.Add(c) + 1 >= limit) break;
       } else if (ANode->GetNodeType() == ntDocument) {
         if (TXoDOMElement* r = static_cast<TXoDOMDocument*>(ANode)->RootNode())
           if (anyPrefix || SameName(coll, r->PrefixView(), s.Prefix)) cands.Add(r);
@@ -572,7 +595,7 @@ bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
         if (ADescend && Visit(c, leaves)) ADescend->push_back(c);
         if (!SameName(coll, c->LocalNameView(), s.Local)) continue;
         if (!anyPrefix && !SameName(coll, c->PrefixView(), s.Prefix)) continue;
-        cands.Add(c);
+        if (cands.Add(c) + 1 >= limit) break;
       }
       return ADescend != nullptr;
     case TXoSelectStep::skNone:
@@ -581,10 +604,38 @@ bool Collect(TXoDOMNode* ANode, TXoSelectStep& s, const TXoSelectRun& ARun, TWal
   return false;
 }
 
+// Keeps the candidate at AIndex alone (none when there is no such one).
+void KeepOnly(TWalkScratch& w, int64_t AIndex) {
+  w.Kept.Clear();
+  if (AIndex >= 0 && AIndex < w.Cands.Count()) w.Kept.Add(*(w.Cands.begin() + AIndex));
+  w.Cands.Assign(&w.Kept);
+}
+
 void ApplyFilters(TXoSelectStep& s, const TXoSelectRun& ARun, TWalkScratch& w) {
   for (size_t k = 0; k < s.Filters.size() && w.Cands.Count() > 0; ++k) {
+    // A filter that is one index, first() or last() keeps one candidate,
+    // as evaluating it for each would.
+    if (k == 0 && s.LeadIndex >= 0) {
+      KeepOnly(w, s.LeadIndex);
+      continue;
+    }
     std::unique_ptr<TXoXPathEquation> temp;
     TXoXPathEquation* eq = FilterFor(s, k, ARun, temp);
+    if (!eq->Sibling() && eq->Childs().empty() && eq->Term()) {
+      TXoXPathBaseTerm* t = eq->Term();
+      if (auto* x = dynamic_cast<TXoXPathChildNodeX*>(t)) {
+        KeepOnly(w, x->Index());
+        continue;
+      }
+      if (dynamic_cast<TXoXPathFirstNode*>(t)) {
+        KeepOnly(w, 0);
+        continue;
+      }
+      if (dynamic_cast<TXoXPathLastNode*>(t)) {
+        KeepOnly(w, w.Cands.Count() - 1);
+        continue;
+      }
+    }
     w.Kept.Clear();
     int32_t n = w.Cands.Count();
     for (int32_t i = 0; i < n; ++i)

@@ -31,6 +31,8 @@ struct TXoSelectStep {
   std::u16string Local;   // for attributes without the "@"
   std::u16string FilterText;
   std::vector<std::u16string> Filters;  // the bracketed parts
+  // The first filter is a plain index ("[3]"): the number, else -1.
+  int32_t LeadIndex = -1;
   std::unique_ptr<struct TXoSelectAlt> Group;
   // The nodes the group gave at a context node, kept for the rest of one
   // selection (see XoSelectEpoch).
