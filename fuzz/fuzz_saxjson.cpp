@@ -130,12 +130,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
     return 0;
   }
   if ((opt & 0x20) != 0) {
-    // The component: either reader, no events assigned.
+    // The component: either reader, no events assigned, from memory or
+    // from a stream that cannot seek.
     TXoSAXParser parser;
     int fatal = 0;
     parser.OnFatalError = [&](const TIntfPtr<IXoSAXLocator>&, const XoXMLString&) { ++fatal; };
     try {
-      parser.ParseBuffer(bytes.get(), static_cast<int64_t>(ASize), cp);
+      if ((opt & 0x10) != 0) {
+        // A stream that cannot step back: what the choice of the reader
+        // reads ahead must reach the reader all the same.
+        std::istringstream in(std::string(reinterpret_cast<const char*>(bytes.get()), ASize));
+        TXoStdInStream s(in);
+        parser.ParseStream(&s, cp);
+      } else {
+        parser.ParseBuffer(bytes.get(), static_cast<int64_t>(ASize), cp);
+      }
     } catch (const Exception&) {
       if (fatal != 1) std::abort();
     }

@@ -409,3 +409,46 @@ TEST(SAXParser, LooksAheadOnStreamsThatCannotStepBack) {
   EXPECT_EQ(fatal, 1);
   XoSetMaxInputSize(old);
 }
+
+TEST(SAXParser, AByteOrderMarkInFrontIsLookedPast) {
+  // The reader is chosen by the character behind the mark, and the mark's
+  // encoding holds where the caller named none: in memory, on a stream that
+  // cannot step back (read a few bytes at a time), and on a file.
+  const std::string kUTF8 = "\xEF\xBB\xBF", kUTF16 = "\xFF\xFE";
+  const std::vector<std::string> texts = {kUTF8 + " \n<r>\xC3\xA9</r>", kUTF8 + "{\"r\":\"\xC3\xA9\"}",
+                                          kUTF16 + UTF16(u"\t<r>\u00e9</r>"), kUTF16 + UTF16(u" {\"r\":\"\u00e9\"}")};
+  TXoSAXParser parser;
+  std::vector<std::string> ev;
+  parser.OnStartElement = [&](TObject*, const XoXMLString&, const XoXMLString&, const XoXMLString& q,
+                              const TIntfPtr<IXoSAXAttributes>&) { ev.push_back(U8(q)); };
+  parser.OnCharacters = [&](TObject*, const XoXMLString& t) { ev.push_back(U8(t)); };
+  const std::string path = ::testing::TempDir() + "/xo_saxparser_bom.txt";
+  for (const std::string& text : texts) {
+    const bool json = text.find('{') != std::string::npos;
+    const std::vector<std::string> want =
+        json ? std::vector<std::string>{"object", "r", "é"} : std::vector<std::string>{"r", "é"};
+    ev.clear();
+    parser.Parse(RawByteString(text), 0);
+    EXPECT_EQ(ev, want) << text;
+    for (size_t step : {1, 2, 4096}) {
+      ev.clear();
+      TTrickle s(text, step);
+      parser.ParseStream(&s, 0);
+      EXPECT_EQ(ev, want) << text << " " << step;
+    }
+    std::ofstream(path, std::ios::binary) << text;
+    ev.clear();
+    {
+      TFileStream f(path, fmOpenRead);
+      parser.ParseStream(&f, 0);
+    }
+    EXPECT_EQ(ev, want) << text;
+  }
+  std::remove(path.c_str());
+  // UTF-16 text that starts with the mark character.
+  ev.clear();
+  parser.Parse(u"\uFEFF <r>x</r>");
+  EXPECT_EQ(ev, (std::vector<std::string>{"r", "x"}));
+  // A mark and blanks only: the JSON reader finds nothing.
+  EXPECT_THROW(parser.Parse(RawByteString(kUTF8 + "  "), 0), EXoJSONParseError);
+}

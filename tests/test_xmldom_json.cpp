@@ -38,6 +38,17 @@ TEST(XMLDOMJSON, LoadsJSONText) {
   EXPECT_EQ(U8(c->GetXML()),
             "<c><d xsd:type=\"boolean\">true</d><array xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
             "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"><array xsd:type=\"decimal\">1</array></array></c>");
+
+  // 8-bit text behind a byte-order mark: the character behind the mark
+  // decides, XML or JSON.
+  TXoDOMDocument marked;
+  marked.LoadFromXML(std::string("\xEF\xBB\xBF <r>\xC3\xA9</r>"));
+  EXPECT_EQ(U8(marked.GetXML()), "<r>\xC3\xA9</r>");
+  marked.LoadFromXML(std::string("\xEF\xBB\xBF[\"\xC3\xA9\"]"));
+  EXPECT_EQ(U8(marked.RootNode()->GetXML()).find("<array xsd:type=\"string\">\xC3\xA9</array>") != std::string::npos,
+            true);
+  marked.LoadFromXML(std::string("\xFF\xFE<\0r\0/\0>\0", 10));
+  EXPECT_EQ(U8(marked.GetXML()), "<r />");
 }
 
 TEST(XMLDOMJSON, JSONLoadFailures) {
@@ -190,4 +201,14 @@ TEST(XMLDOMJSON, RoundTripThroughTheTree) {
   EXPECT_EQ(flat(trip(uR"({"a b":"\n"})")), R"({"object":{"a_b":"\\n"}})");
   EXPECT_EQ(flat(trip(uR"([[1,2],[3,4]])")), R"({"array":{"arrayArray":[{"array":"1","array":"2"},{"array":"3","array":"4"}]}})");
   EXPECT_EQ(flat(trip(uR"({"x":1}{"x":2})")), R"({"object":{"x":["1","2"]}})");
+  // Repeated member names gather into one array at the first of them, and
+  // so do an array and a member named like its element (the items of an
+  // array are not grouped again: members repeat inside them).
+  EXPECT_EQ(flat(trip(uR"({"a":1,"b":2,"a":3})")), R"({"object":{"a":["1","3"],"b":"2"}})");
+  EXPECT_EQ(flat(trip(uR"({"x":[1,2],"xArray":3})")), R"({"object":{"xArray":[{"x":"1","x":"2"},"3"]}})");
+  // A "." of a name becomes "_"; text that reads as an entity reference is
+  // decoded on the way out.
+  EXPECT_EQ(flat(trip(uR"({"a.b":"x&amp;y"})")), R"({"object":{"a_b":"x&y"}})");
+  // An outermost array: its items repeat the root's name.
+  EXPECT_EQ(flat(trip(uR"([true,null,"s"])")), R"({"array":{"array":["true",null,"s"]}})");
 }

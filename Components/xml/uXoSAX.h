@@ -573,12 +573,16 @@ private:
 
 // The first character above the blank from the stream's position on, 0 when
 // the stream ends first; characters are 2 bytes for code page 1200, else 1.
-// The stream is left standing on that character. A stream that cannot step
-// back (a pipe) is not asked to: ARest then receives a stream that delivers
-// the bytes read beyond the blanks and then the rest of AStream, to be read
-// instead of it, so that nothing is lost. At most XoGetMaxInputSize() bytes
-// of blanks are looked at; a longer run counts as no character.
-char16_t XoFirstSignificantChar(TStream* AStream, uint16_t ACodePage, std::unique_ptr<TStream>& ARest);
+// The stream is left standing on that character. A byte-order mark in front
+// (UTF-8, or UTF-16LE) is looked past: the stream then goes back to the mark,
+// so that the reader meets it, and a code page of 0 becomes the mark's
+// (ACodePage is the code page to read the text in, on return). A stream that
+// cannot step back (a pipe) is not asked to: ARest then receives a stream
+// that delivers the bytes read beyond the blanks (behind the mark) and then
+// the rest of AStream, to be read instead of it, so that nothing is lost. At
+// most XoGetMaxInputSize() bytes of blanks are looked at; a longer run counts
+// as no character.
+char16_t XoFirstSignificantChar(TStream* AStream, uint16_t& ACodePage, std::unique_ptr<TStream>& ARest);
 
 // ===========================================================================
 // The SAX parser component

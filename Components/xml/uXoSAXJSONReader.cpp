@@ -462,19 +462,50 @@ private:
 
 }  // namespace
 
-char16_t XoFirstSignificantChar(TStream* AStream, uint16_t ACodePage, std::unique_ptr<TStream>& ARest) {
-  const size_t unit = ACodePage == 1200 ? 2 : 1;
-  auto unitAt = [unit](const uint8_t* p) -> char16_t {
+namespace {
+
+// The length of a byte-order mark at AData (ASize bytes available) that the
+// look for the first character steps over: the UTF-8 mark for 1-byte units,
+// the UTF-16LE mark for either. AMarkCodePage receives its code page.
+size_t MarkLength(const uint8_t* AData, size_t ASize, size_t AUnit, uint16_t& AMarkCodePage) {
+  if (AUnit == 1 && ASize >= 3 && AData[0] == 0xEF && AData[1] == 0xBB && AData[2] == 0xBF) {
+    AMarkCodePage = 65001;
+    return 3;
+  }
+  if (ASize >= 2 && AData[0] == 0xFF && AData[1] == 0xFE) {
+    AMarkCodePage = 1200;
+    return 2;
+  }
+  return 0;
+}
+
+}  // namespace
+
+char16_t XoFirstSignificantChar(TStream* AStream, uint16_t& ACodePage, std::unique_ptr<TStream>& ARest) {
+  size_t unit = ACodePage == 1200 ? 2 : 1;
+  auto unitAt = [&unit](const uint8_t* p) -> char16_t {
     return unit == 2 ? static_cast<char16_t>(p[0] | (p[1] << 8)) : p[0];
+  };
+  // A mark found: the text is in its encoding (unless the caller named
+  // one), and the stream goes back to the mark, so that the reader meets it.
+  uint16_t markCodePage = 0;
+  auto takeMark = [&](size_t AMarkLength) {
+    if (markCodePage == 1200) unit = 2;
+    if (ACodePage == 0) ACodePage = markCodePage;
+    return AMarkLength;
   };
   if (const uint8_t* mem = AStream->DirectMemory()) {
     // In memory: look without reading.
     const int64_t size = AStream->GetSize();
-    int64_t pos = AStream->GetPosition();
+    const int64_t start = AStream->GetPosition();
+    int64_t pos = start;
+    if (pos >= 0 && pos < size)
+      pos += static_cast<int64_t>(
+          takeMark(MarkLength(mem + pos, static_cast<size_t>(size - pos), unit, markCodePage)));
     while (pos >= 0 && pos + static_cast<int64_t>(unit) <= size) {
       const char16_t c = unitAt(mem + pos);
       if (c > 0x20) {
-        AStream->Seek(pos, soBeginning);
+        AStream->Seek(markCodePage ? start : pos, soBeginning);
         return c;
       }
       pos += static_cast<int64_t>(unit);
@@ -486,37 +517,54 @@ char16_t XoFirstSignificantChar(TStream* AStream, uint16_t ACodePage, std::uniqu
   int64_t total = 0;
   uint8_t buf[4096];
   size_t have = 0;  // bytes in buf; a split unit stays at the front
-  for (;;) {
-    const int64_t n = AStream->Read(buf + have, static_cast<int64_t>(sizeof buf - have));
+  // The first three bytes (or as many as there are) tell whether a mark
+  // stands in front.
+  while (have < 3) {
+    const int64_t n = AStream->Read(buf + have, static_cast<int64_t>(3 - have));
     if (n <= 0) break;
     have += static_cast<size_t>(n);
     total += n;
-    size_t i = 0;
+  }
+  const size_t markLength = takeMark(MarkLength(buf, have, unit, markCodePage));
+  uint8_t mark[3];
+  std::memcpy(mark, buf, markLength);
+  size_t i = markLength;
+  for (;;) {
     for (; i + unit <= have; i += unit) {
       const char16_t c = unitAt(buf + i);
       if (c <= 0x20) continue;
-      // Step back to the character; a stream that cannot gets the bytes
-      // read beyond it put in front of its rest.
-      const int64_t back = static_cast<int64_t>(have - i);
+      // Step back to the character, or to the mark when there is one; a
+      // stream that cannot gets those bytes put in front of its rest (the
+      // blanks between mark and character left out).
+      const int64_t back = markLength ? total : static_cast<int64_t>(have - i);
       bool stepped = false;
       try {
         stepped = AStream->Seek(-back, soCurrent) >= 0;
       } catch (const Exception&) {
         stepped = false;
       }
-      if (!stepped) ARest = std::make_unique<TXoPrefixedStream>(buf + i, have - i, AStream);
+      if (!stepped) {
+        std::vector<uint8_t> ahead(mark, mark + markLength);
+        ahead.insert(ahead.end(), buf + i, buf + have);
+        ARest = std::make_unique<TXoPrefixedStream>(ahead.data(), ahead.size(), AStream);
+      }
       return c;
     }
     // Blanks only so far: keep an incomplete unit, drop the rest.
     const size_t rest = have - i;
     if (rest) std::memmove(buf, buf + i, rest);
     have = rest;
+    i = 0;
     if (total > limit) {
       // Endless blanks: no character. The reader that follows reads on and
       // meets the size limit itself.
       if (have) ARest = std::make_unique<TXoPrefixedStream>(buf, have, AStream);
       return 0;
     }
+    const int64_t n = AStream->Read(buf + have, static_cast<int64_t>(sizeof buf - have));
+    if (n <= 0) break;
+    have += static_cast<size_t>(n);
+    total += n;
   }
   if (have) ARest = std::make_unique<TXoPrefixedStream>(buf, have, AStream);
   return 0;

@@ -83,8 +83,9 @@ void TXoSAXParser::EndEntity(const XoXMLString&) {}
 void TXoSAXParser::ParseStream(TStream* AStream, uint16_t ACodePage, const XoXMLString& APublicID) {
   if (OnStart) OnStart(this);
   // The first significant character chooses the reader; the stream stands
-  // on it afterwards (or a stream that cannot step back is continued by
-  // one that delivers what was read ahead).
+  // on it afterwards, or on a byte-order mark in front of it, whose code
+  // page replaces a code page of 0 (a stream that cannot step back is
+  // continued by one that delivers what was read ahead).
   std::unique_ptr<TStream> rest;
   const char16_t first = XoFirstSignificantChar(AStream, ACodePage, rest);
   TStream* source = rest ? rest.get() : AStream;

@@ -130,8 +130,10 @@ TXoDOMParser::~TXoDOMParser() = default;
 
 void TXoDOMParser::Parse(TStream* AStream, uint16_t ACodePage) {
   // The first significant character decides the reader: "<" XML, anything
-  // else (the empty stream too) JSON, delivered as XML events. A stream
-  // that cannot step back to it is continued by one that can.
+  // else (the empty stream too) JSON, delivered as XML events. A
+  // byte-order mark in front is looked past and left to the reader, with
+  // its code page when none was given. A stream that cannot step back to
+  // it is continued by one that can.
   std::unique_ptr<TStream> rest;
   const char16_t first = XoFirstSignificantChar(AStream, ACodePage, rest);
   if (rest) AStream = rest.get();
