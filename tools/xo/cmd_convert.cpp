@@ -8,6 +8,44 @@
 namespace xotool {
 namespace {
 
+// Where the text of AData ends, as line and column (both from 1): the place
+// of a failure that the reader reports without one (the text ended inside
+// an object, an array or a string). UTF-16 text (a mark, or a zero second
+// byte) counts 16-bit units, other text UTF-8 characters.
+void EndPosition(xo::TMemoryStream& AData, int64_t& ALine, int64_t& ACol) {
+  const uint8_t* p = AData.Memory();
+  const size_t n = static_cast<size_t>(AData.GetSize());
+  ALine = 1;
+  ACol = 1;
+  const bool utf16 = n >= 2 && ((p[0] == 0xFF && p[1] == 0xFE) || (p[0] != 0 && p[1] == 0));
+  size_t i = utf16 && p[0] == 0xFF ? 2 : 0;
+  if (!utf16 && n >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF) i = 3;
+  for (; i < n; i += utf16 ? 2 : 1) {
+    const unsigned c = utf16 ? (i + 1 < n ? p[i] | (p[i + 1] << 8) : p[i]) : p[i];
+    if (c == '\n') {
+      ++ALine;
+      ACol = 1;
+    } else if (utf16 ? (c < 0xDC00 || c > 0xDFFF) : (c & 0xC0) != 0x80) {
+      ++ACol;
+    }
+  }
+}
+
+// A message on one line: its line breaks become blanks.
+std::string OneLine(const std::u16string& AText) {
+  std::u16string t;
+  for (size_t i = 0; i < AText.size(); ++i) {
+    const char16_t c = AText[i];
+    if (c == u'\r' || c == u'\n') {
+      if (c == u'\r' && i + 1 < AText.size() && AText[i + 1] == u'\n') ++i;
+      t += u' ';
+    } else {
+      t += c;
+    }
+  }
+  return xo::XoUTF16ToUTF8(t);
+}
+
 int RunConvert(const std::vector<std::string>& AArgs) {
   std::string to;
   bool plain = false;
@@ -64,8 +102,10 @@ int RunConvert(const std::vector<std::string>& AArgs) {
       doc.LoadFromStream(&data);
   } catch (const xo::Exception& e) {
     if (!reported) reason = e.Message();
+    // A text that ends too early has no position of its own: its end is.
+    if (line < 0 || col < 0) EndPosition(data, line, col);
     std::fprintf(stderr, "%s:%lld:%lld: %s\n", shown.c_str(), static_cast<long long>(line),
-                 static_cast<long long>(col), xo::XoUTF16ToUTF8(reason).c_str());
+                 static_cast<long long>(col), OneLine(reason).c_str());
     return kExitFailed;
   }
 
