@@ -30,8 +30,9 @@ bool IsXMLName(std::u16string_view AName) {
 
 // Whether the tree can be written so that it reads back the same: the
 // reader is tolerant and takes names that are no XML names (and values with
-// a "<", declarations whose data holds "?>"); such documents must load and save without harm, but cannot make
-// the round trip.
+// a "<", declarations whose data holds "?>", and from JSON text with "<");
+// such documents must load and save without harm, but cannot make the round
+// trip.
 bool Writable(TXoDOMNode* ANode) {
   TXoDOMNode* cur = ANode;
   while (cur) {
@@ -43,6 +44,10 @@ bool Writable(TXoDOMNode* ANode) {
         if (!IsXMLName(cur->QualifiedNameView())) return false;
         if (static_cast<TXoDOMProcessingInstruction*>(cur)->DataView().find(u"?>") != std::u16string_view::npos)
           return false;
+        break;
+      case ntText:
+        // JSON strings are stored as written, "<" included.
+        if (static_cast<TXoDOMText*>(cur)->StoredValue().find(u'<') != std::u16string_view::npos) return false;
         break;
       case ntAttribute:
         if (!IsXMLName(cur->QualifiedNameView())) return false;
