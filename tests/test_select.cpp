@@ -211,6 +211,11 @@ TEST(Select, MalformedPathsRaiseTheSyntaxMessages) {
   EXPECT_EQ(syntax(u"a/*x"), "The XPath expression contains an error at \"*x\"!\r\na \"/\" or \"[\" was expected after the \"*\".");
   EXPECT_EQ(syntax(u".x"), "The XPath expression contains an error at \".x\"!\r\na \"/\" or \"[\" was expected after the \"..\".");
   EXPECT_EQ(syntax(u"//.."), "The XPath expression contains an error at \"..\"!\r\nThe \"//\" cannot be used in combination with \"..\".");
+  // The step ends at the first "]" behind a "[", even inside nested
+  // brackets: a[b[0]/c] is the step a[b[0] (a filter that finds b[0]) and
+  // the step "c]", which matches nothing.
+  EXPECT_EQ(Sel(r, u"a[b[0]]"), "a");
+  EXPECT_EQ(Sel(r, u"a[b[0]/c]"), "");
   // A step that is never reached raises nothing: no a/x, so no error at "*x".
   EXPECT_EQ(Sel(r, u"x/*x"), "");
 }

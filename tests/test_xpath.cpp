@@ -83,6 +83,7 @@ struct TRegisterTestFunctions {
     RegisterXPathFunction<TThrice>(u"twice");  // a second entry of a name has no effect
     RegisterXPathFunction<TNameOf>(u"name-of");
     RegisterXPathFunction<TRecord>(u"rec");
+    RegisterXPathFunction<TThrice>(u"abs");  // the library's abs stays in force
   }
 };
 const TRegisterTestFunctions GRegistered;
@@ -288,6 +289,8 @@ TEST(XPathRegistry, ApplicationFunctionsAndNames) {
   GTwiceMade = 0;
   EXPECT_EQ(Ids(many.get(), u"//i[twice(1)=2]"), "i i i i");
   EXPECT_EQ(GTwiceMade, 3);
+  std::unique_ptr<TXoXPathFunctionTerm> abs(CreateFunctionTerm(u"abs", nullptr, nullptr));
+  EXPECT_NE(dynamic_cast<TXoXPathFnAbs*>(abs.get()), nullptr);
   EXPECT_EQ(U8(MessageOf<EXoDomSyntax>([] {
               CreateFunctionTerm(u"String", nullptr, nullptr);
             })),

@@ -101,17 +101,20 @@ std::u16string_view TrimView(std::u16string_view s) {
 
 char16_t FoldASCII(char16_t c) { return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c; }
 
+// The two built-in collations, compared inline by name matching.
+const TXoXPathCollationClass GCollationCI = TXoXPathCollationASCIICI::ClassRef();
+const TXoXPathCollationClass GCollationCodepoint = TXoXPathCollationCodepoint::ClassRef();
+
 // Name comparison under a collation; the two built-in ones inline.
-inline bool SameName(TXoXPathCollationClass ACollation, std::u16string_view A, std::u16string_view B) {
-  static const TXoXPathCollationClass ci = TXoXPathCollationASCIICI::ClassRef();
-  static const TXoXPathCollationClass cp = TXoXPathCollationCodepoint::ClassRef();
-  if (ACollation == cp) return A == B;
-  if (ACollation == ci) {
+[[gnu::always_inline]] inline bool SameName(TXoXPathCollationClass ACollation, std::u16string_view A,
+                                            std::u16string_view B) {
+  if (ACollation == GCollationCI) {
     if (A.size() != B.size()) return false;
     for (size_t i = 0; i < A.size(); ++i)
       if (A[i] != B[i] && FoldASCII(A[i]) != FoldASCII(B[i])) return false;
     return true;
   }
+  if (ACollation == GCollationCodepoint) return A == B;
   return ACollation->SameText(A, B);
 }
 
