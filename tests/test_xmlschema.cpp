@@ -229,9 +229,9 @@ TEST(XMLSchema, ValueEventFillsNodesAndDoesNotRecurse) {
 
   // A handler that raises leaves the guard clean: the next read asks again.
   int raised = 0;
-  order.SetOnGetValue([&](TXoXMLSchemaElement*, TXoXMLSchemaInfo*) {
+  order.OnGetValue = [&](TXoXMLSchemaElement*, TXoXMLSchemaInfo*) {
     if (raised++ == 0) throw EAbort(u"stop");
-  });
+  };
   EXPECT_THROW(order.Note(), EAbort);
   EXPECT_EQ(order.Note(), u"");
   EXPECT_EQ(raised, 2);

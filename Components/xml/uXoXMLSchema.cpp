@@ -74,10 +74,10 @@ TXoDOMNode* TXoXMLSchemaElement::GetNodeByIndex(int32_t AIndex, bool ACreate) {
 
   // The handler may fill the node in; while it runs, its own reads of this
   // node come straight here past this step.
-  if (FOnGetValue && std::find(FCreating.begin(), FCreating.end(), info) == FCreating.end()) {
+  if (OnGetValue && std::find(FCreating.begin(), FCreating.end(), info) == FCreating.end()) {
     FCreating.push_back(info);
     try {
-      FOnGetValue(this, info);
+      OnGetValue(this, info);
     } catch (...) {
       FCreating.erase(std::find(FCreating.begin(), FCreating.end(), info));
       throw;

@@ -106,8 +106,11 @@ public:
   // The XML text of the element.
   XoXMLString GetXML();
 
-  const TXoXMLSchemaElementOnGetValue& GetOnGetValue() const { return FOnGetValue; }
-  void SetOnGetValue(TXoXMLSchemaElementOnGetValue AHandler) { FOnGetValue = std::move(AHandler); }
+  // The value event, asked before a node of the description is looked at:
+  // assigned directly or through the accessors.
+  TXoXMLSchemaElementOnGetValue OnGetValue;
+  const TXoXMLSchemaElementOnGetValue& GetOnGetValue() const { return OnGetValue; }
+  void SetOnGetValue(TXoXMLSchemaElementOnGetValue AHandler) { OnGetValue = std::move(AHandler); }
 
   // -------------------------------------------------------------------------
   // The building blocks of descendants.
@@ -254,7 +257,7 @@ protected:
   void FreeArrayElements();
   void FreeSubElements();
 
-  // Infos whose FOnGetValue is running (not owned).
+  // Infos whose OnGetValue is running (not owned).
   std::vector<TXoXMLSchemaInfo*> FCreating;
   TXoDOMElement* FDOMElement = nullptr;
   TIntfPtr<IXoObject> FDOMElementRef;  // keeps FDOMElement alive
@@ -265,7 +268,6 @@ protected:
   std::vector<int32_t> FSchemaIndexList;  // the index of each entry of FSchemaInfoList
   std::vector<TXoXMLSchemaElement*> FSubElements;  // owned
   std::map<int32_t, TObject*> FArrayElements;      // owned
-  TXoXMLSchemaElementOnGetValue FOnGetValue;
 };
 
 // The repeated elements of one index of a wrapper, each presented by a
