@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building, testing, benchmarking and fuzzing xo need (Debian 12, as root).
 set -euo pipefail
-pkgs=(build-essential cmake ninja-build pkg-config git libicu-dev libpcre2-dev
+pkgs=(build-essential cmake ninja-build pkg-config git libicu-dev libpcre2-dev libxslt1-dev
       libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
       libexpat1-dev libxml2-dev libpugixml-dev tzdata locales
       rapidjson-dev nlohmann-json3-dev libsimdjson-dev libjsoncpp-dev

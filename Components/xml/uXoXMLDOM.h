@@ -319,66 +319,18 @@ private:
   friend struct TXoDOMTree;
 };
 
-class TXoDOMNodeImpl : public TXoDOMObjectImpl {
-  XO_CLASS(TXoDOMNodeImpl, TXoDOMObjectImpl)
-public:
-  using TXoDOMObjectImpl::TXoDOMObjectImpl;
-};
-class TXoDOMNodeListImpl : public TXoDOMObjectImpl {
-  XO_CLASS(TXoDOMNodeListImpl, TXoDOMObjectImpl)
-public:
-  using TXoDOMObjectImpl::TXoDOMObjectImpl;
-};
-class TXoDOMElementListImpl : public TXoDOMNodeListImpl {
-  XO_CLASS(TXoDOMElementListImpl, TXoDOMNodeListImpl)
-public:
-  using TXoDOMNodeListImpl::TXoDOMNodeListImpl;
-};
-class TXoDOMAttrListImpl : public TXoDOMNodeListImpl {
-  XO_CLASS(TXoDOMAttrListImpl, TXoDOMNodeListImpl)
-public:
-  using TXoDOMNodeListImpl::TXoDOMNodeListImpl;
-};
-class TXoDOMCharacterDataImpl : public TXoDOMNodeImpl {
-  XO_CLASS(TXoDOMCharacterDataImpl, TXoDOMNodeImpl)
-public:
-  using TXoDOMNodeImpl::TXoDOMNodeImpl;
-};
-class TXoDOMTextImpl : public TXoDOMCharacterDataImpl {
-  XO_CLASS(TXoDOMTextImpl, TXoDOMCharacterDataImpl)
-public:
-  using TXoDOMCharacterDataImpl::TXoDOMCharacterDataImpl;
-};
-class TXoDOMCommentImpl : public TXoDOMCharacterDataImpl {
-  XO_CLASS(TXoDOMCommentImpl, TXoDOMCharacterDataImpl)
-public:
-  using TXoDOMCharacterDataImpl::TXoDOMCharacterDataImpl;
-};
-class TXoDOMCDATAImpl : public TXoDOMTextImpl {
-  XO_CLASS(TXoDOMCDATAImpl, TXoDOMTextImpl)
-public:
-  using TXoDOMTextImpl::TXoDOMTextImpl;
-};
-class TXoDOMAttributeImpl : public TXoDOMNodeImpl {
-  XO_CLASS(TXoDOMAttributeImpl, TXoDOMNodeImpl)
-public:
-  using TXoDOMNodeImpl::TXoDOMNodeImpl;
-};
-class TXoDOMElementImpl : public TXoDOMNodeImpl {
-  XO_CLASS(TXoDOMElementImpl, TXoDOMNodeImpl)
-public:
-  using TXoDOMNodeImpl::TXoDOMNodeImpl;
-};
-class TXoDOMProcessingInstructionImpl : public TXoDOMNodeImpl {
-  XO_CLASS(TXoDOMProcessingInstructionImpl, TXoDOMNodeImpl)
-public:
-  using TXoDOMNodeImpl::TXoDOMNodeImpl;
-};
-class TXoDOMDocumentImpl : public TXoDOMNodeImpl {
-  XO_CLASS(TXoDOMDocumentImpl, TXoDOMNodeImpl)
-public:
-  using TXoDOMNodeImpl::TXoDOMNodeImpl;
-};
+// The adapter classes (TXoDOMNodeImpl and the rest) with their interfaces
+// are in uXoXMLDOM/uXoXMLDOMAdapters.h, included at the end.
+class TXoDOMElementListImpl;
+class TXoDOMAttrListImpl;
+class TXoDOMCharacterDataImpl;
+class TXoDOMTextImpl;
+class TXoDOMCommentImpl;
+class TXoDOMCDATAImpl;
+class TXoDOMAttributeImpl;
+class TXoDOMElementImpl;
+class TXoDOMProcessingInstructionImpl;
+class TXoDOMDocumentImpl;
 
 // Root of the native side: a node or a list. Constructed with auto-destroy
 // off; its own count stays 0, counting happens on the adapter.
@@ -513,6 +465,15 @@ public:
   TXoDOMNode* PreviousTypedOrLast() const { return FTPrev; }
   XoXMLString NodePath(bool ALocalName = false, std::u16string_view AKeyAttribute = {});
   XoXMLString NodePath(const char16_t*) = delete;  // the flag comes first
+
+  // XSLT through libxslt: this node and the stylesheet go to it as XML text.
+  // The forms with a result give the text; the others a new document, which
+  // the caller owns. A stylesheet named by file is read as a text file in
+  // the system code page.
+  TXoDOMDocument* Transform(std::u16string_view AStyleSheetFileName);
+  void Transform(std::u16string_view AStyleSheetFileName, XoXMLString& AResult);
+  TXoDOMDocument* Transform(TXoDOMNode* AStyleSheet);
+  void Transform(TXoDOMNode* AStyleSheet, XoXMLString& AResult);
 
   // Selection by path (the caller owns the list; it does not own the nodes).
   TXoDOMNodeList* CreateNodeList(std::u16string_view APath, TXoDOMSelectOptions AOptions = {});
@@ -1260,3 +1221,7 @@ void XoDOMWriteText(TStream* AStream, std::u16string_view AText, uint16_t ACodeP
 
 // Filters of path steps: the compiled filter tree and its terms.
 #include "uXoXMLDOM/uXoXMLDOMXPath.h"
+
+// The interfaces of the tree (own and standard) and their adapters.
+#include "uXoXMLDOM/uXoXMLDOMIntf.h"
+#include "uXoXMLDOM/uXoXMLDOMAdapters.h"
