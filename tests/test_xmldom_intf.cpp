@@ -471,3 +471,13 @@ TEST(DOMStd, ReadmeExample) {
   doc.As<IDOMNodeEx>()->transformNode(sheet, titles);
   EXPECT_EQ(U8(titles), "XML;JSON;");
 }
+
+TEST(DOMStd, DocumentHooksOfTheCommonLayer) {
+  // The module hands its document functions to the common layer at start.
+  TIntfPtr<IInterface> doc = XoCreateXMLDoc(u"<r><Price>12</Price><q:n xmlns:q=\"urn:q\">x</q:n></r>");
+  ASSERT_TRUE(doc.As<IXoDOMDocument>());
+  EXPECT_EQ(XoVarToInt(XoGetXMLDocValue(doc, u"price")), 12);
+  EXPECT_EQ(U8(XoVarToStr(XoGetXMLDocValue(doc, u"n"))), "x");
+  EXPECT_EQ(XoGetXMLDocValue(doc, u"none").VarType(), 0);
+  EXPECT_EQ(XoGetXMLDocValue(TIntfPtr<IInterface>(), u"r").VarType(), 0);
+}

@@ -301,6 +301,20 @@ bool operator<=(const Variant& A, const Variant& B);  // vrLessThan or vrEqual
 bool operator>=(const Variant& A, const Variant& B);  // vrGreaterThan or vrEqual
 
 // ---------------------------------------------------------------------------
+// XML documents for code below the XML tree module. That module hands these
+// two functions over at start-up: one makes a document from XML text (as an
+// interface), the other gives the value of the first element a name or path
+// selects in such a document (local names, case ignored; unassigned when
+// none). Until then XoCreateXMLDoc answers nil and XoGetXMLDocValue
+// unassigned.
+using TXoCreateXMLDocFunc = TIntfPtr<IInterface> (*)(const std::u16string& AXML);
+using TXoGetXMLDocValueFunc = Variant (*)(const TIntfPtr<IInterface>& ADocument, const std::u16string& AName);
+void SetCreateXMLDoc(TXoCreateXMLDocFunc AFunc);
+void SetGetXMLDocValue(TXoGetXMLDocValueFunc AFunc);
+TIntfPtr<IInterface> XoCreateXMLDoc(const std::u16string& AXML);
+Variant XoGetXMLDocValue(const TIntfPtr<IInterface>& ADocument, const std::u16string& AName);
+
+// ---------------------------------------------------------------------------
 // Conversions with a default. With ARaise false every failure (null,
 // unassigned for the number and boolean targets, text that does not parse,
 // overflow, arrays) gives ADefault; with ARaise true the conversion error is

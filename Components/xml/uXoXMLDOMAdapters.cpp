@@ -695,6 +695,27 @@ struct TVendorRegistry {
 };
 }  // namespace
 
+// Start-up: XML documents for code below this module (the vendor registers
+// itself when the registry is first reached).
+namespace {
+TIntfPtr<IInterface> CreateXMLDoc(const std::u16string& AXML) {
+  return TIntfPtr<IInterface>(OwnedNode<IXoDOMDocument>(new TXoDOMDocument(std::u16string_view(AXML))).get());
+}
+
+Variant GetXMLDocValue(const TIntfPtr<IInterface>& ADocument, const std::u16string& AName) {
+  TIntfPtr<IXoDOMDocument> doc = ADocument.As<IXoDOMDocument>();
+  if (!doc) return Variant();
+  TIntfPtr<IXoDOMElement> e = doc->SelectSingleElement(AName, TXoDOMSelectOptions{soCaseInsensitive, soLocalName});
+  return e ? e->GetAsVariant() : Variant();
+}
+
+[[maybe_unused]] const bool kXMLDocumentsHandedOver = [] {
+  SetCreateXMLDoc(&CreateXMLDoc);
+  SetGetXMLDocValue(&GetXMLDocValue);
+  return true;
+}();
+}  // namespace
+
 TDOMVendorList& DOMVendors() {
   static TVendorRegistry registry;
   return registry.FList;
