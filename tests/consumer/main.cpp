@@ -32,6 +32,15 @@ int main() {
   xo::TXoDOMDocument doc(std::u16string(u"<r><i id=\"1\"/><i id=\"2\"/></r>"));
   xo::TXoDOMNode* two = doc.SelectSingleNode(u"r/i[@id=\"2\"]");
   if (!two || two != doc.RootNode()->SelectSingleNode(u"i[1]")) return 1;
+  // The standard interfaces and XSLT (libxslt comes with the package).
+  xo::TIntfPtr<xo::IDOMDocument> sdoc = xo::XoCreateDOM(u"<r><i/></r>");
+  xo::XoXMLString out;
+  sdoc.As<xo::IDOMNodeEx>()->transformNode(
+      xo::XoCreateDOM(u"<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
+                      u"<xsl:output method='text'/><xsl:template match='/'>"
+                      u"<xsl:value-of select='count(//i)'/></xsl:template></xsl:stylesheet>"),
+      out);
+  if (out != u"1") return 1;
   std::puts("consumer ok");
   return 0;
 }
