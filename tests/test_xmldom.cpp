@@ -631,3 +631,277 @@ TEST(DOMDepth, DeepTreesNeedNoStack) {
   doc->Clear();
   doc->Free();
 }
+
+TEST(DOMDefaults, ProcessWideDefaultsAndDocumentSettingsSteerLookups) {
+  // A document takes the defaults when it is made.
+  DefaultSelectMatchOption = soLocalName;
+  DefaultSelectCheckOption = coReturnNil;
+  {
+    TDoc d;
+    TXoDOMElement* px = d.Root->AddElement(u"p:x");
+    EXPECT_EQ(d.Root->FindElement(u"x"), px);  // local names by default now
+    EXPECT_EQ(d.Root->Elements()->Find(u"x", TXoDOMSelectOptions{}), px);
+    EXPECT_EQ(d.Root->Elements()->GetItem(Variant(u"none")), nullptr);  // coReturnNil from the document
+    d.Doc->SetSelectMatchOption(soQualifiedName);
+    EXPECT_EQ(d.Root->FindElement(u"x"), nullptr);
+    EXPECT_EQ(d.Root->FindElement(u"x", {soLocalName}), px);
+  }
+  DefaultSelectMatchOption = soQualifiedName;
+  DefaultSelectCheckOption = coRaise;
+  {
+    TDoc d;
+    d.Root->AddElement(u"p:x");
+    EXPECT_EQ(d.Root->FindElement(u"x"), nullptr);
+    EXPECT_THROW(d.Root->Elements()->GetItem(Variant(u"none")), EXoDomNotFound);
+  }
+  // The preserve-space default: new elements and nodes with no element above.
+  DefaultPreserveCase = true;
+  auto* e = new TXoDOMElement();
+  auto* t = new TXoDOMText();
+  EXPECT_TRUE(e->GetPreserveSpace());
+  EXPECT_TRUE(t->GetPreserveSpace());
+  {
+    TXoDOMDocument doc;
+    TXoDOMElement* r = doc.CreateRootNode(u"r");
+    EXPECT_TRUE(r->GetPreserveSpace());
+    EXPECT_TRUE(r->AddElement(u"c")->GetPreserveSpace());
+    // Formatting leaves a preserve-space tree as it is.
+    EXPECT_EQ(U8(doc.GetFormattedXML()), "<r><c /></r>");
+  }
+  DefaultPreserveCase = false;
+  e->Free();
+  t->Free();
+  // Lists without a document follow DefaultXPathCollation.
+  TXoDOMElementList own;
+  TXoDOMElement a;
+  a.SetQualifiedName(u"a");
+  own.Add(&a, rdpLast);
+  EXPECT_EQ(own.Find(u"A", TXoDOMSelectOptions{}), &a);
+  DefaultXPathCollation = TXoXPathCollationCodepoint::ClassRef();
+  EXPECT_EQ(own.Find(u"A", TXoDOMSelectOptions{}), nullptr);
+  EXPECT_TRUE(own.GetCaseSensitive());
+  DefaultXPathCollation = TXoXPathCollationASCIICI::ClassRef();
+}
+
+TEST(DOMTree, AttachingCarriesTheDocumentAndClassesMakeNodes) {
+  TDoc d;
+  // A subtree built on its own joins the document as a whole and leaves it
+  // again as a whole.
+  auto* top = new TXoDOMElement();
+  top->SetQualifiedName(u"top");
+  TXoDOMElement* mid = top->AddElement(u"mid");
+  TXoDOMText* leaf = mid->AddText(u"x");
+  TXoDOMAttribute* at = mid->AddAttribute(u"k");
+  EXPECT_EQ(leaf->DOMDocument(), nullptr);
+  d.Root->AppendChild(top);
+  EXPECT_EQ(leaf->DOMDocument(), d.Doc.get());
+  EXPECT_EQ(at->DOMDocument(), d.Doc.get());
+  EXPECT_EQ(U8(leaf->NodePath()), "/r/top/mid/#text");
+  EXPECT_EQ(U8(at->NodePath(true)), "/r/top/mid/@k");
+  TIntfPtr<IXoObject> hold = top->GetInterface();
+  d.Root->RemoveChild(top);
+  EXPECT_EQ(leaf->DOMDocument(), nullptr);
+  EXPECT_EQ(top->ParentNode(), nullptr);
+  hold = nullptr;  // the orphan goes with its last reference
+
+  // AddChild by class: the virtual constructor, at the asked position.
+  TXoDOMElement* first = d.Root->AddElement(u"first");
+  TXoDOMNode* c = d.Root->AddChild(TXoDOMComment::ClassInfo(), first, rdpBefore);
+  EXPECT_EQ(c->GetNodeType(), ntComment);
+  EXPECT_EQ(d.Root->FirstChild(), c);
+  TXoDOMNode* e = d.Root->AddChild(TXoDOMElement::ClassInfo(), nullptr, rdpFirst);
+  EXPECT_EQ(d.Root->FirstChild(), e);
+  EXPECT_EQ(d.Root->FirstElement(), e);
+  EXPECT_EQ(U8(MessageOf<EXoDomException>([&] { d.Root->AddChild(TXoDOMNodeClass(), nullptr, rdpLast); })),
+            "A NodeClass is required when soCreate is specified!");
+  // An attribute writes itself with its leading blank; a text node its
+  // stored text; a text node's namespace is its parent's.
+  TXoDOMElement* ns = d.Root->AddElement(u"urn:n", u"n:e");
+  TXoDOMAttribute* q = ns->AddAttribute(u"q");
+  q->SetNodeValue(u"a\"b");
+  EXPECT_EQ(U8(q->GetXML()), " q=\"a&quot;b\"");
+  EXPECT_EQ(U8(ns->AddText(u"t")->GetNamespaceURI()), "urn:n");
+  // The exception family.
+  EXPECT_THROW(throw EXoDomInvalidAcces(u"x"), EXoDomException);
+  EXPECT_THROW(throw EXoDomWrongDocument(u"x"), EXoDomException);
+  EXPECT_THROW(throw EXoDomSyntax(u"x"), Exception);
+  EXPECT_EQ(U8(std::u16string(XoDOMNodeTypes[ntNotation])), "Notation");
+  EXPECT_EQ(U8(std::u16string(XoDOMNodeTypes[ntDocumentFragment])), "DocumentFragment");
+}
+
+TEST(DOMElementLookups, EveryFormByNameAndByNamespace) {
+  TDoc d;
+  TXoDOMElement* r = d.Root;
+  r->SetAttribute(u"xmlns", u"urn:d");
+  r->SetAttribute(u"xmlns:p", u"urn:p");
+  TXoDOMElement* a = r->AddElement(u"p:a");
+  TXoDOMElement* b = a->AddElement(u"p:a");
+  r->AddElement(u"a");
+  // By namespace and local name, the element itself taking part.
+  std::unique_ptr<TXoDOMElementList, void (*)(TXoDOMElementList*)> ns(r->CreateElementList(u"urn:p", u"a", true),
+                                                                     [](TXoDOMElementList* l) { l->Free(); });
+  ASSERT_EQ(ns->Count(), 2);
+  EXPECT_EQ(ns->GetItem(0), a);
+  EXPECT_EQ(ns->GetItem(1), b);
+  std::unique_ptr<TXoDOMElementList, void (*)(TXoDOMElementList*)> flat(a->CreateElementList(u"urn:p", u"a", false),
+                                                                       [](TXoDOMElementList* l) { l->Free(); });
+  ASSERT_EQ(flat->Count(), 1);
+  EXPECT_EQ(flat->GetItem(0), a);
+  EXPECT_TRUE(r->HasChildElement(u"urn:p", u"a"));
+  EXPECT_FALSE(r->HasChildElement(u"urn:none", u"a"));
+
+  // Creating by namespace: the prefix of a declaration in scope, none for the
+  // default namespace, a new declaration otherwise.
+  EXPECT_EQ(U8(r->ElementByName(u"urn:p", u"made", coCreate)->GetQualifiedName()), "p:made");
+  TXoDOMElement* plain = r->ElementByName(u"urn:d", u"plain", coCreate);
+  EXPECT_EQ(U8(plain->GetQualifiedName()), "plain");
+  EXPECT_EQ(plain->AttributeCount(), 0);
+  TXoDOMElement* fresh = r->ElementByName(u"urn:new", u"q:fresh", true);
+  EXPECT_EQ(U8(fresh->GetXML()), "<q:fresh xmlns:q=\"urn:new\" />");
+  EXPECT_EQ(r->ElementByName(u"urn:new", u"q:fresh", true), fresh);  // found, not made again
+  EXPECT_EQ(U8(MessageOf<EXoDomNotFound>([&] { r->ElementByName(u"urn:x", u"x:none", false); })),
+            "There is no child with the localname \"none\" and namespace \"urn:x\"!");
+  EXPECT_THROW(r->RemoveElement(u"urn:x", u"none"), EXoDomNotFound);
+  EXPECT_THROW(r->RemoveAttribute(u"urn:x", u"none"), EXoDomNotFound);
+  r->RemoveElement(u"urn:new", u"fresh");
+  EXPECT_EQ(r->FindElement(u"q:fresh"), nullptr);
+
+  // By name with options and classes.
+  EXPECT_EQ(r->ElementByName(u"zz", {soLocalName}), nullptr);
+  TXoDOMElement* zz = r->ElementByName(u"zz", {soCreate});
+  EXPECT_EQ(r->LastElement(), zz);
+  EXPECT_EQ(r->ElementByName(u"ZZ", {soCreate}), zz);  // the default collation ignores case
+  EXPECT_THROW(r->ElementByName(u"yy", {soRaise}), EXoDomNotFound);
+  TXoDOMAttribute* made = r->AttributeByName(u"made", {soCreate}, TXoDOMAttribute::ClassInfo());
+  EXPECT_EQ(r->LastAttribute(), made);
+  EXPECT_EQ(U8(MessageOf<Exception>([&] { r->AttributeByName(u"x", {soCreate, soCaseSensitive, soCaseInsensitive}); })),
+            "It is not possible to specify both soCaseSensitive and soCaseInsensitive!");
+
+  // Attribute neighbours run over the attributes only.
+  TXoDOMAttribute* first = r->FirstAttribute();
+  EXPECT_EQ(U8(first->GetQualifiedName()), "xmlns");
+  EXPECT_EQ(first->PreviousAttribute(), nullptr);
+  EXPECT_EQ(U8(first->NextAttribute()->GetQualifiedName()), "xmlns:p");
+  EXPECT_EQ(made->NextAttribute(), nullptr);
+  TXoDOMAttribute lone;
+  EXPECT_EQ(lone.NextAttribute(), nullptr);
+
+  // The namespace lookup of an attribute list runs forwards.
+  TXoDOMElement* two = r->AddElement(u"two");
+  two->SetAttribute(u"xmlns:s", u"urn:same");
+  two->SetAttribute(u"xmlns:t", u"urn:same");
+  EXPECT_EQ(U8(two->Attributes()->FindNamespace(u"urn:same")->GetQualifiedName()), "xmlns:s");
+  EXPECT_EQ(U8(two->Namespaces()->FindNamespace(u"URN:SAME")->GetQualifiedName()), "xmlns:s");
+  EXPECT_EQ(two->Attributes()->FindNamespace(u"urn:other"), nullptr);
+  EXPECT_TRUE(two->FindAttribute(u"xmlns:s")->IsNamespace());
+  TXoDOMAttribute upper;
+  upper.SetQualifiedName(u"XMLNS:u");
+  EXPECT_TRUE(upper.IsNamespace());
+  upper.SetQualifiedName(u"x:xmlns");
+  EXPECT_FALSE(upper.IsNamespace());
+
+  // Values of child elements by index or name.
+  TXoDOMElement* v = r->AddElement(u"v");
+  v->AddElement(u"n")->SetAsInteger(3);
+  v->AddElement(u"s")->SetAsString(u"x");
+  EXPECT_EQ(XoVarToStr(v->GetChildElementValue(Variant(0))), u"3");
+  EXPECT_EQ(XoVarToStr(v->GetChildElementValue(Variant(u"s"))), u"x");
+}
+
+TEST(DOMElementChildren, InsertFormsKeepTheTypedListsInStep) {
+  TDoc d;
+  TXoDOMElement* r = d.Root;
+  TXoDOMElement* e = r->AddElement(u"e");
+  TXoDOMText* t = r->InsertText(u"t<", rdpBefore, e);
+  TXoDOMCDATA* c = r->InsertCDATA(u"c<", rdpAfter, e);
+  TXoDOMComment* m = r->InsertComment(u"m", rdpFirst, nullptr);
+  TXoDOMElement* f = r->InsertElement(u"f", rdpLast, nullptr);
+  TXoDOMElement* g = r->InsertElement(u"urn:g", u"g:g", rdpAfter, e);
+  EXPECT_EQ(U8(r->GetXML()), "<r><!--m-->t&lt;<e /><g:g xmlns:g=\"urn:g\" /><![CDATA[c<]]><f /></r>");
+  EXPECT_EQ(Names(r->Elements()), "e g:g f");
+  EXPECT_EQ(Names(r->CharNodes()), "#comment #text #cdata-section");
+  EXPECT_EQ(r->CharNodeCount(), 3);
+  EXPECT_EQ(t->NextSibling(), e);
+  EXPECT_EQ(c->PreviousSibling(), g);
+  EXPECT_EQ(m->PreviousSibling(), nullptr);
+  EXPECT_EQ(f->NextElement(), nullptr);
+  // Removing by the list forms; a list never frees what it lets go.
+  r->RemoveElement(g);
+  r->RemoveChild(m);
+  EXPECT_EQ(Names(r->ChildNodes()), "#text e #cdata-section f");
+  EXPECT_EQ(U8(r->GetNodeValue()), "t<c<");
+  // Processing instructions stand only among all children.
+  auto* pi = new TXoDOMProcessingInstruction();
+  pi->SetQualifiedName(u"pi");
+  r->AppendChild(pi);
+  EXPECT_EQ(r->NodeCount(), 5);
+  EXPECT_EQ(r->ElementCount() + r->CharNodeCount() + r->AttributeCount(), 4);
+  // The comment string operations work on the literal text.
+  TXoDOMComment* note = r->AddComment(u"a<b");
+  note->AppendStr(u"&");
+  note->InsertStr(1, u"[");
+  EXPECT_EQ(U8(note->GetXML()), "<!--[a<b&-->");
+  EXPECT_EQ(U8(note->Substring(2, 3)), "a<b");
+}
+
+TEST(DOMTypedValues, SchemaInstanceTypesDatesAndValues) {
+  TDoc d;
+  TXoDOMElement* e = d.Root->AddElement(u"e");
+  TDateTime when = 45000.5;  // 2023-03-15 12:00
+  e->SetAsDateTime(when);
+  EXPECT_EQ(U8(e->GetAsString()), "2023-03-15T12:00:00.000");
+  EXPECT_DOUBLE_EQ(e->GetAsDateTime(), when);
+  e->SetAsString(u"no date");
+  EXPECT_EQ(e->GetAsDateTime(), 0);
+  e->SetAsAnsiString("abc");
+  EXPECT_EQ(e->GetAsAnsiString(), "abc");
+  e->SetAsInt64(int64_t{1} << 40);
+  EXPECT_EQ(e->GetAsInt64(), int64_t{1} << 40);
+
+  // Types read from xsi:type, with any prefix bound to the schema-instance URI.
+  TXoDOMElement* x = d.Root->AddElement(u"x");
+  x->SetAttribute(u"xmlns:i", cXoXSINamespaceURI);
+  x->SetAttribute(u"i:type", u"xsd:boolean");
+  x->SetNodeValue(u"true");
+  Variant vb = x->GetAsVariant();
+  EXPECT_EQ(vb.VarType(), varBoolean);
+  EXPECT_TRUE(vb.AsBoolean());
+  x->SetAttribute(u"i:type", u"xsd:string");
+  x->SetNodeValue(u"42");
+  EXPECT_EQ(TXoTypes::VarMainTypeKind(x->GetAsVariant()), mtkString);
+  x->SetAttribute(u"i:type", u"xs:time");
+  x->SetNodeValue(u"12:00:00");
+  Variant vt = x->GetAsVariant();
+  EXPECT_EQ(vt.VarType(), varDate);
+  EXPECT_DOUBLE_EQ(XoVarToDouble(vt), 0.5);
+  x->SetAttribute(u"i:type", u"xsd:int");
+  x->SetNodeValue(u"17");
+  TValue tv = x->GetAsValue();
+  ASSERT_FALSE(tv.IsEmpty());
+  EXPECT_EQ(tv.AsInteger(), 17);
+  x->SetAttribute(u"i:nil", u"false");  // any value of nil means null
+  EXPECT_TRUE(x->GetAsVariant().IsNull());
+  EXPECT_TRUE(x->GetAsValue().IsEmpty());
+  x->RemoveAttribute(u"i:nil");
+  x->SetAttribute(u"i:type", u"");
+  EXPECT_EQ(U8(MessageOf<EXoDomException>([&] { x->GetAsValue(); })),
+            "The type attribute does not contain valid typeinfo.");
+  // No type: the text as a string, or empty without text.
+  TXoDOMElement* plain = d.Root->AddElement(u"plain");
+  EXPECT_TRUE(plain->GetAsValue().IsEmpty());
+  plain->AddText(u"7");
+  EXPECT_EQ(U8(plain->GetAsValue().AsString()), "7");
+
+  // Writing values with the schema instance on.
+  d.Doc->SetUseSchemaInstance(true);
+  TXoDOMElement* w = d.Root->AddElement(u"w");
+  w->SetAsBoolean(false);
+  EXPECT_EQ(U8(w->GetXML()), "<w xsi:type=\"xsd:boolean\">false</w>");
+  w->SetAsValue(TValue::From(std::u16string(u"a<b")));
+  EXPECT_EQ(U8(w->GetXML()), "<w xsi:type=\"xsd:string\">a&lt;b</w>");
+  w->SetAsValue(TValue());
+  EXPECT_EQ(U8(w->GetXML()), "<w xsi:type=\"xsd:string\" xsi:nil=\"true\"></w>");
+  w->SetAsValue(TValue::From(int32_t{9}));
+  EXPECT_EQ(U8(w->GetXML()), "<w xsi:type=\"xsd:int\">9</w>");
+  EXPECT_EQ(XoVarToInt(w->GetAsVariant()), 9);
+}

@@ -641,8 +641,12 @@ void TXoDOMTree::Dispose(TXoDOMNode* ANode) {
   ANode->FFlags |= TXoDOMObject::kDestroying;
   if (gLiveAdapters.load(std::memory_order_relaxed) == 0) {
     // Nothing below can be held: free the children after their own
-    // children, in chain order, without unlinking one by one.
-    TXoDOMNode* cur = ANode->FFirstChild;
+    // children, without unlinking one by one. The walk goes from the last
+    // child to the first: the pool hands freed blocks out again in the
+    // reverse order, so the next tree built gets them in document order,
+    // which is the order in which it was laid out in memory (a forward scan
+    // of memory instead of a jump per node).
+    TXoDOMNode* top = ANode->FFirstChild;
     ANode->FFirstChild = nullptr;
     ANode->FChildCount = 0;
     if (ANode->FNodeType == ntElement) {
@@ -650,22 +654,23 @@ void TXoDOMTree::Dispose(TXoDOMNode* ANode) {
       el->FTypedFirst[0] = el->FTypedFirst[1] = el->FTypedFirst[2] = nullptr;
       el->FTypedCount[0] = el->FTypedCount[1] = el->FTypedCount[2] = 0;
     }
-    while (cur) {
-      while (TXoDOMNode* c = cur->FFirstChild) {
-        cur->FFirstChild = nullptr;  // its children are freed before it
-        cur = c;
-      }
-      TXoDOMNode* next = cur->FNext;
+    if (!top) return;
+    TXoDOMNode* cur = top->FPrev;  // the last child
+    for (;;) {
+      while (cur->FFirstChild) cur = cur->FFirstChild->FPrev;
       auto* parent = static_cast<TXoDOMNode*>(cur->FParent);
+      const bool first = parent == ANode ? cur == top : cur == parent->FFirstChild;
+      TXoDOMNode* prev = cur->FPrev;
       cur->FFlags |= TXoDOMObject::kDestroying;
       cur->FParent = nullptr;
       delete cur;
-      if (next) {
-        cur = next;
-      } else {
-        if (parent == ANode) break;
-        cur = parent;  // a leaf now: freed on the next turn
+      if (!first) {
+        cur = prev;
+        continue;
       }
+      if (parent == ANode) break;
+      parent->FFirstChild = nullptr;  // a leaf now: freed on the next turn
+      cur = parent;
     }
     return;
   }

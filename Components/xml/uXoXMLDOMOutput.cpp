@@ -1,38 +1,126 @@
 // uXoXMLDOM, output: every node writes itself as XML. Stored text is copied
 // as it is (it is escaped already); only the layout is added.
+#include <algorithm>
+#include <cstring>
+
 #include "uXoXMLDOM.h"
 #include "uXoXMLDOM/uXoXMLDOMTree.h"
 
 namespace xo {
 
+namespace {
+// A save writes through this buffer: each piece of text is encoded straight
+// into it, and the target stream gets large writes instead of one call per
+// name, quote and blank. Positions and sizes answer as if every byte had
+// reached the target already, so the layout rules that look at the stream
+// see the same numbers.
+class TXoDOMOutBuffer final : public TStream {
+public:
+  static constexpr size_t kSize = 8 * 1024;
+  explicit TXoDOMOutBuffer(TStream* ATarget) : FTarget(ATarget) {}
+  int64_t Read(void* ABuffer, int64_t ACount) override {
+    Flush();
+    return FTarget->Read(ABuffer, ACount);
+  }
+  int64_t Write(const void* ABuffer, int64_t ACount) override {
+    if (ACount <= 0) return 0;
+    Append(static_cast<const char*>(ABuffer), static_cast<size_t>(ACount));
+    return ACount;
+  }
+  int64_t Seek(int64_t AOffset, TSeekOrigin AOrigin) override {
+    if (AOffset == 0 && AOrigin == soCurrent) return GetPosition();
+    Flush();
+    return FTarget->Seek(AOffset, AOrigin);
+  }
+  int64_t GetPosition() override { return FTarget->GetPosition() + static_cast<int64_t>(FLen); }
+  int64_t GetSize() override { return std::max(FTarget->GetSize(), GetPosition()); }
+  void SetSize(int64_t ASize) override {
+    Flush();
+    FTarget->SetSize(ASize);
+  }
+  // Text in the code page, appended.
+  void Put(std::u16string_view AText, uint16_t ACodePage) {
+    if (ACodePage == 1200) {
+      Append(reinterpret_cast<const char*>(AText.data()), AText.size() * sizeof(char16_t));
+      return;
+    }
+    if (ACodePage != 65001 || AText.size() > kSize / 3) {
+      std::string bytes = ACodePage == 65001 ? XoUTF16ToUTF8(AText) : TXoEncoding::ConvertW(AText, ACodePage);
+      Append(bytes.data(), bytes.size());
+      return;
+    }
+    if (FLen + AText.size() * 3 > kSize) Flush();
+    // UTF-8 as XoUTF16ToUTF8 makes it (a lone surrogate becomes U+FFFD).
+    char* o = FBuf + FLen;
+    const char16_t* p = AText.data();
+    const char16_t* end = p + AText.size();
+    while (p < end) {
+      uint32_t c = *p++;
+      if (c < 0x80) {
+        *o++ = static_cast<char>(c);
+      } else if (c < 0x800) {
+        *o++ = static_cast<char>(0xC0 | (c >> 6));
+        *o++ = static_cast<char>(0x80 | (c & 0x3F));
+      } else if (c >= 0xD800 && c <= 0xDFFF) {
+        if (c <= 0xDBFF && p < end && *p >= 0xDC00 && *p <= 0xDFFF) {
+          uint32_t cp = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
+          *o++ = static_cast<char>(0xF0 | (cp >> 18));
+          *o++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+          *o++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+          *o++ = static_cast<char>(0x80 | (cp & 0x3F));
+        } else {
+          *o++ = static_cast<char>(0xEF);
+          *o++ = static_cast<char>(0xBF);
+          *o++ = static_cast<char>(0xBD);
+        }
+      } else {
+        *o++ = static_cast<char>(0xE0 | (c >> 12));
+        *o++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        *o++ = static_cast<char>(0x80 | (c & 0x3F));
+      }
+    }
+    FLen = static_cast<size_t>(o - FBuf);
+  }
+  void Flush() {
+    if (!FLen) return;
+    size_t n = FLen;
+    FLen = 0;
+    FTarget->WriteBuffer(FBuf, static_cast<int64_t>(n));
+  }
+
+private:
+  void Append(const char* AData, size_t ACount) {
+    if (FLen + ACount > kSize) {
+      Flush();
+      if (ACount > kSize) {
+        FTarget->WriteBuffer(AData, static_cast<int64_t>(ACount));
+        return;
+      }
+    }
+    std::memcpy(FBuf + FLen, AData, ACount);
+    FLen += ACount;
+  }
+
+  TStream* FTarget;
+  size_t FLen = 0;
+  char FBuf[kSize];
+};
+
+// The buffer of the save running on this thread (nil when none).
+thread_local TXoDOMOutBuffer* tOut = nullptr;
+}  // namespace
+
 void XoDOMWriteText(TStream* AStream, std::u16string_view AText, uint16_t ACodePage) {
   if (AText.empty()) return;
+  if (AStream == tOut) {
+    tOut->Put(AText, ACodePage);
+    return;
+  }
   if (ACodePage == 1200) {
     AStream->WriteBuffer(AText.data(), static_cast<int64_t>(AText.size() * sizeof(char16_t)));
     return;
   }
-  if (ACodePage == 65001) {
-    // Mostly ASCII: narrow in a small buffer, the rest through the converter.
-    char buf[512];
-    size_t n = 0;
-    size_t i = 0;
-    for (; i < AText.size(); ++i) {
-      char16_t c = AText[i];
-      if (c >= 0x80) break;
-      if (n == sizeof buf) {
-        AStream->WriteBuffer(buf, static_cast<int64_t>(n));
-        n = 0;
-      }
-      buf[n++] = static_cast<char>(c);
-    }
-    if (n) AStream->WriteBuffer(buf, static_cast<int64_t>(n));
-    if (i < AText.size()) {
-      std::string rest = XoUTF16ToUTF8(AText.substr(i));
-      AStream->WriteBuffer(rest.data(), static_cast<int64_t>(rest.size()));
-    }
-    return;
-  }
-  std::string bytes = TXoEncoding::ConvertW(AText, ACodePage);
+  std::string bytes = ACodePage == 65001 ? XoUTF16ToUTF8(AText) : TXoEncoding::ConvertW(AText, ACodePage);
   AStream->WriteBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
 }
 
@@ -58,7 +146,27 @@ bool ParentKeepsLayout(TXoDOMNode* ANode) {
 
 void TXoDOMNode::SaveToStream(TStream* AStream, uint16_t ACodePage, bool AFormatted) {
   int32_t level = -1;
-  _SaveToStream(AStream, ACodePage, AFormatted, level);
+  if (AStream == tOut) {  // a save inside a save, on the same buffer
+    _SaveToStream(AStream, ACodePage, AFormatted, level);
+    return;
+  }
+  TXoDOMOutBuffer buffer(AStream);
+  TXoDOMOutBuffer* outer = tOut;
+  tOut = &buffer;
+  try {
+    _SaveToStream(&buffer, ACodePage, AFormatted, level);
+  } catch (...) {
+    tOut = outer;
+    // What was written before the failure goes on to the stream, as it
+    // would have without the buffer; the first failure is the one reported.
+    try {
+      buffer.Flush();
+    } catch (...) {
+    }
+    throw;
+  }
+  tOut = outer;
+  buffer.Flush();
 }
 
 void TXoDOMNode::_SaveToStream(TStream*, uint16_t, bool, int32_t&) {}
