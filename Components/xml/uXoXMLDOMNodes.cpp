@@ -193,22 +193,68 @@ const TXoDOMNameRef& XoDOMDocumentName() {
 #if XO_DOM_POOL
 namespace {
 constexpr size_t kPoolMax = 256;     // larger blocks come from the heap
-constexpr size_t kChunk = 64 * 1024;
+constexpr size_t kChunk = 64 * 1024;  // chunks are aligned to their size
 constexpr size_t kClasses = kPoolMax / 16;
 
 struct TFreeBlock {
   TFreeBlock* Next;
 };
 
+// The head of a chunk: the pool that carved it, and the next chunk of that
+// pool. Blocks start behind it.
+struct TChunkHead {
+  uint64_t Owner;
+  TChunkHead* Next;
+};
+constexpr size_t kHead = 16;
+static_assert(sizeof(TChunkHead) <= kHead);
+
 // Chunks are kept for the life of the process (reachable from here).
 std::mutex gChunkLock;
 std::vector<void*>* gChunks = new std::vector<void*>();
+std::atomic<uint64_t> gPoolIds{0};
+// Set once any thread frees a block that another thread's pool carved; from
+// then on no pool starts its chunks over (a block of its chunks may wait in
+// another thread's free lists).
+std::atomic<bool> gForeignFree{false};
 
+// Per-thread pool. When every block it handed out has come back, it starts
+// carving its chunks from the first one again: a program that loads, frees
+// and loads again gets its next tree in the same compact memory, laid out in
+// order, instead of blocks gathered from the free lists of a larger tree.
 struct TPool {
   TFreeBlock* Free[kClasses] = {};
-  char* Cur = nullptr;  // the unused rest of the newest chunk
+  char* Cur = nullptr;  // the unused rest of the current chunk
   char* End = nullptr;
   int64_t InUse = 0;
+  uint64_t Id = 0;  // given with the first chunk
+  TChunkHead* First = nullptr;
+  TChunkHead* Last = nullptr;
+  TChunkHead* Current = nullptr;
+  char* Spare = nullptr;  // chunks allocated and not yet in use
+  char* SpareEnd = nullptr;
+
+  TChunkHead* NextChunk() {
+    if (TChunkHead* next = Current ? Current->Next : First) return next;
+    if (!Id) Id = gPoolIds.fetch_add(1, std::memory_order_relaxed) + 1;
+    if (Spare == SpareEnd) {
+      // Chunks come sixteen at a time, so that their alignment costs little.
+      Spare = static_cast<char*>(::operator new(kChunk * 16, std::align_val_t(kChunk)));
+      SpareEnd = Spare + kChunk * 16;
+      std::lock_guard<std::mutex> g(gChunkLock);
+      gChunks->push_back(Spare);
+    }
+    auto* head = reinterpret_cast<TChunkHead*>(Spare);
+    Spare += kChunk;
+    head->Owner = Id;
+    head->Next = nullptr;
+    if (Last)
+      Last->Next = head;
+    else
+      First = head;
+    Last = head;
+    return head;
+  }
 
   void* Take(size_t ACls) {
     InUse += static_cast<int64_t>((ACls + 1) * 16);
@@ -226,20 +272,25 @@ struct TPool {
         Free[cls] = b;
         Cur += (cls + 1) * 16;
       }
-      void* chunk = ::operator new(kChunk);
-      {
-        std::lock_guard<std::mutex> g(gChunkLock);
-        gChunks->push_back(chunk);
-      }
-      Cur = static_cast<char*>(chunk);
-      End = Cur + kChunk;
+      Current = NextChunk();
+      Cur = reinterpret_cast<char*>(Current) + kHead;
+      End = reinterpret_cast<char*>(Current) + kChunk;
     }
     void* r = Cur;
     Cur += size;
     return r;
   }
   void Give(void* ABlock, size_t ACls) {
+    auto* head = reinterpret_cast<TChunkHead*>(reinterpret_cast<uintptr_t>(ABlock) & ~(uintptr_t{kChunk} - 1));
+    if (head->Owner != Id || !Id) gForeignFree.store(true, std::memory_order_relaxed);
     InUse -= static_cast<int64_t>((ACls + 1) * 16);
+    if (InUse == 0 && !gForeignFree.load(std::memory_order_relaxed)) {
+      // Everything this pool handed out is back, and only here: start over.
+      for (TFreeBlock*& f : Free) f = nullptr;
+      Current = nullptr;
+      Cur = End = nullptr;
+      return;
+    }
     auto* b = static_cast<TFreeBlock*>(ABlock);
     b->Next = Free[ACls];
     Free[ACls] = b;
@@ -661,6 +712,7 @@ void TXoDOMTree::Dispose(TXoDOMNode* ANode) {
       auto* parent = static_cast<TXoDOMNode*>(cur->FParent);
       const bool first = parent == ANode ? cur == top : cur == parent->FFirstChild;
       TXoDOMNode* prev = cur->FPrev;
+      if (!first) __builtin_prefetch(prev);  // its fields are read next, after this node is gone
       cur->FFlags |= TXoDOMObject::kDestroying;
       cur->FParent = nullptr;
       delete cur;
