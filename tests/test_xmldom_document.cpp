@@ -3,6 +3,7 @@
 // trips over samples and generated documents, deep documents.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <random>
@@ -347,4 +348,179 @@ TEST(DOMDepth, DeepDocumentsLoadSaveAndFormat) {
   TDocPtr back = Load(formatted);
   EXPECT_EQ(Save(back.get()), Save(m.get()));
   EXPECT_EQ(back->RootNode()->ElementCount(), 1);
+}
+
+namespace {
+// A document that counts the loads it completes.
+class TCountingDoc : public TXoDOMDocument {
+public:
+  int Loaded = 0;
+  void DoXMLLoaded() override { ++Loaded; }
+};
+}  // namespace
+
+TEST(DOMLoad, LoadedHookAndLoadStates) {
+  TCountingDoc d;
+  EXPECT_EQ(d.GetLoadState(), lsUninitialized);
+  d.LoadXML(u"");  // nothing at all
+  EXPECT_EQ(d.Loaded, 0);
+  EXPECT_EQ(d.GetLoadState(), lsUninitialized);
+  // The code-page form keeps the state as it is.
+  std::string text = "<a/>";
+  TXoMemoryStream in(text.data(), static_cast<int64_t>(text.size()));
+  d.LoadFromStream(&in, 65001);
+  EXPECT_EQ(d.Loaded, 1);
+  EXPECT_EQ(d.GetLoadState(), lsUninitialized);
+  d.LoadXML(u"<b/>");
+  EXPECT_EQ(d.Loaded, 2);
+  EXPECT_EQ(d.GetLoadState(), lsLoaded);
+  // A failed load: no hook, the state still ends loaded, the root is kept.
+  EXPECT_THROW(d.LoadXML(u"<c><d/><e x=></e></c>"), EXoDomSyntax);
+  EXPECT_EQ(d.Loaded, 2);
+  EXPECT_EQ(d.GetLoadState(), lsLoaded);
+  ASSERT_NE(d.RootNode(), nullptr);
+  EXPECT_EQ(U8(d.RootNode()->GetQualifiedName()), "c");
+  EXPECT_EQ(U8(d.RootNode()->FirstElement()->GetQualifiedName()), "d");
+  // The stream constructor loads in the code page it is given.
+  std::u16string wide = u"<w>\u00E9</w>";
+  TXoMemoryStream win(wide.data(), static_cast<int64_t>(wide.size() * 2));
+  TXoDOMDocument fromStream(&win, 1200);
+  EXPECT_EQ(U8(fromStream.RootNode()->GetNodeValue()), "\xC3\xA9");
+  // Loading into an element: its children come behind what it holds.
+  TXoDOMElement* r = fromStream.RootNode();
+  std::string more = "<x/>tail<y/>";
+  TXoMemoryStream min(more.data(), static_cast<int64_t>(more.size()));
+  r->LoadFromStream(&min, 65001);
+  EXPECT_EQ(U8(r->GetXML()), "<w>\xC3\xA9<x />tail<y /></w>");
+}
+
+TEST(DOMLoad, FilesByEveryForm) {
+  std::string path = testing::TempDir() + "xo_dom_forms.xml";
+  {
+    TXoDOMDocument d;
+    d.SetEncoding(u"windows-1252");
+    d.CreateRootNode(u"r")->SetAsString(u"\u00E9");
+    d.SaveToFile(XoUTF8ToUTF16(path), false, true);  // no mark for an 8-bit code page
+  }
+  EXPECT_EQ(ReadFile(path), "<?xml version=\"1.0\" encoding=\"windows-1252\"?><r>\xE9</r>");
+  TXoDOMDocument a;
+  a.LoadXML(XoUTF8ToUTF16(path), fmOpenRead);
+  EXPECT_EQ(U8(a.GetDocumentURI()), "");  // this form does not note the file
+  EXPECT_EQ(U8(a.RootNode()->GetNodeValue()), "\xC3\xA9");
+  TXoDOMDocument b;
+  b.LoadFromFile(XoUTF8ToUTF16(path));
+  EXPECT_EQ(U8(b.GetDocumentURI()), path);
+  // UTF-8 with its mark, formatted: the root starts on a new line.
+  b.SetEncoding(u"UTF-8");
+  b.SaveToFile(XoUTF8ToUTF16(path), true, true);
+  EXPECT_EQ(ReadFile(path), "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<r>\xC3\xA9</r>");
+  TXoDOMDocument c(XoUTF8ToUTF16(path), fmOpenRead);
+  EXPECT_EQ(U8(c.RootNode()->GetNodeValue()), "\xC3\xA9");
+  std::remove(path.c_str());
+  EXPECT_THROW(TXoDOMDocument(XoUTF8ToUTF16(path), fmOpenRead), EFOpenError);
+  TXoDOMDocument e;
+  EXPECT_THROW(e.LoadFromFile(XoUTF8ToUTF16(path)), EFOpenError);
+  EXPECT_EQ(e.RootNode(), nullptr);
+}
+
+TEST(DOMDocument, InstructionsAndSchemaInstanceSettings) {
+  TDocPtr d = NewDoc();
+  d->CreateRootNode(u"r");
+  // Without a declaration a new instruction goes first; the declaration
+  // itself always goes first.
+  d->SetProcessingInstruction(u"xml-stylesheet", u"href=\"a.xsl\"");
+  d->SetProcessingInstruction(u"xml", u"version=\"1.0\" encoding=\"ISO-8859-1\"");
+  EXPECT_EQ(U8(d->GetXML()), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><?xml-stylesheet href=\"a.xsl\"?><r />");
+  EXPECT_EQ(U8(d->GetEncoding()), "iso-8859-1");  // read from the declaration, in lower case
+  EXPECT_EQ(d->GetCodePage(), 28591);
+  d->SetProcessingInstruction(u"XML-Stylesheet", u"href=\"b.xsl\"");  // found again, case ignored
+  EXPECT_EQ(U8(d->GetProcessingInstruction(u"xml-stylesheet")), "href=\"b.xsl\"");
+  EXPECT_EQ(d->NodeCount(), 3);
+  d->SetEncoding(u"");  // the empty name means UTF-8
+  EXPECT_EQ(U8(d->GetEncoding()), "UTF-8");
+  EXPECT_EQ(d->GetCodePage(), 65001);
+
+  // Both schema namespaces declared already, under any prefixes: nothing added.
+  TDocPtr s = Load("<r xmlns:i=\"http://www.w3.org/2001/XMLSchema-instance\" "
+                   "xmlns:t=\"http://www.w3.org/2001/XMLSchema\"/>");
+  EXPECT_TRUE(s->GetUseSchemaInstance());
+  s->SetUseSchemaInstance(true);
+  EXPECT_EQ(s->RootNode()->AttributeCount(), 2);
+  TXoDOMElement* n = s->RootNode()->AddElement(u"n");
+  n->SetAsInteger(1);
+  EXPECT_EQ(U8(n->GetXML()), "<n i:type=\"t:int\">1</n>");
+  s->SetUseSchemaInstance(false);  // removes nothing
+  EXPECT_EQ(s->RootNode()->AttributeCount(), 2);
+  n->SetAsInteger(2);
+  EXPECT_EQ(U8(n->GetXML()), "<n i:type=\"t:int\">2</n>");
+  // Without a root the flag is only stored.
+  TDocPtr e = NewDoc();
+  e->SetUseSchemaInstance(true);
+  EXPECT_EQ(e->NodeCount(), 0);
+  EXPECT_TRUE(e->GetUseSchemaInstance());
+  // A case-sensitive document finds names as written only.
+  TDocPtr c = Load("<R><a/></R>");
+  c->SetCaseSensitive(true);
+  EXPECT_EQ(c->RootNode()->FindElement(u"A"), nullptr);
+  EXPECT_EQ(c->SelectSingleElement(u"/r", {}), nullptr);
+  c->SetCollation(TXoXPathCollationCodepoint::ClassRef());
+  c->SetCaseSensitive(true);  // another case-sensitive collation stays
+  EXPECT_EQ(c->GetCollation(), TXoXPathCollationCodepoint::ClassRef());
+}
+
+TEST(DOMSave, LayoutOfInstructionsCommentsAndEmptyElements) {
+  // An element that holds only an instruction counts as empty; the
+  // instruction is not written.
+  TDocPtr p = Load("<a><?pi x?></a>");
+  EXPECT_EQ(Save(p.get()), "<a />");
+  EXPECT_EQ(p->RootNode()->NodeCount(), 1);
+  // Instructions and comments inside elements are indented; at document
+  // level a comment gets a line break and no indentation, and the first
+  // instruction of a fresh stream none.
+  TDocPtr f = Load("<?first?><!--top--><a><b><?pi d?><!--c--><c/></b></a><!--end-->");
+  EXPECT_EQ(U8(f->GetFormattedXML()),
+            "<?first?>\r\n<!--top-->\r\n<a>\r\n  <b>\r\n    <?pi d?>\r\n    <!--c-->\r\n    <c />\r\n  </b>\r\n</a>\r\n"
+            "<!--end-->");
+  // A short declaration written to a byte stream stays under the five-byte
+  // threshold for the instruction behind it.
+  TDocPtr s = Load("<?a?><?b?><r/>");
+  EXPECT_EQ(Save(s.get(), true), "<?a?>\r\n<?b?>\r\n<r />");
+  TDocPtr tiny = Load("<?a?><r/>");
+  EXPECT_EQ(Save(tiny.get(), true), "<?a?>\r\n<r />");
+  // Text alone keeps an element on one line; an empty text node gives an
+  // end tag.
+  TDocPtr t = Load("<a><b>text</b><c></c></a>");
+  EXPECT_EQ(Save(t.get(), true), "<a>\r\n  <b>text</b>\r\n  <c />\r\n</a>");
+  // The outer XML of any node, formatted or not.
+  TXoDOMElement* b = t->RootNode()->FirstElement();
+  EXPECT_EQ(U8(b->GetFormattedXML()), "<b>text</b>");
+  EXPECT_EQ(U8(b->FirstCharNode()->GetFormattedXML()), "text");
+  EXPECT_EQ(U8(t->GetFormattedInnerXML()), "");
+}
+
+TEST(DOMLoad, HostileInputKeepsTheTreeWhole) {
+  // Stray end tags and several top-level nodes inside an element: the new
+  // nodes stay below the element that loads them.
+  TDocPtr d = Load("<r><t/><u/></r>");
+  TXoDOMElement* t = d->RootNode()->FirstElement();
+  try {
+    t->SetInnerXML(u"<a/></x><b/>");
+  } catch (const Exception&) {
+  }
+  EXPECT_EQ(d->RootNode()->ElementCount(), 2);
+  EXPECT_EQ(t->ParentNode(), d->RootNode());
+  // Unfinished and broken text: exceptions, never a crash, state loaded.
+  const char* bad[] = {"<", "<a", "<a b='1", "<a><!--", "<a><![CDATA[x", "<?x", "<a></b>", "<a>&#xZZ;</a>",
+                       "\xEF\xBB\xBF", "   ", "<a xmlns:p='urn:p'><p:b><q:c/></p:b></a>"};
+  for (const char* text : bad) {
+    TDocPtr x = NewDoc();
+    try {
+      TXoMemoryStream in(text, static_cast<int64_t>(std::strlen(text)));
+      x->LoadFromStream(&in);
+    } catch (const Exception&) {
+    }
+    EXPECT_EQ(x->GetLoadState(), lsLoaded) << text;
+    Save(x.get());
+    Save(x.get(), true);
+  }
 }

@@ -17,7 +17,9 @@ class TXoDOMParser::THandler : public TXoObject,
                                public virtual IXoSAXLexicalHandler,
                                public virtual IXoSAXErrorHandler {
 public:
-  explicit THandler(TXoDOMParser* AOwner) : FOwner(AOwner), FDOMNode(AOwner->FDOMNode) { SetAutoDestroy(false); }
+  explicit THandler(TXoDOMParser* AOwner) : FOwner(AOwner), FTarget(AOwner->FDOMNode), FDOMNode(AOwner->FDOMNode) {
+    SetAutoDestroy(false);
+  }
 
   // Error handler
   void Warning(const TIntfPtr<IXoSAXLocator>& ALocator, const XoXMLString& ErrMsg) override {
@@ -78,6 +80,9 @@ public:
   }
 
   void EndElement(const XoXMLString&, const XoXMLString&, const XoXMLString&) override {
+    // The reader does not match end tags with start tags; a stray one must
+    // not lead the load out of the node it loads into.
+    if (FDOMNode == FTarget) return;
     if (TXoDOMNode* p = FDOMNode->ParentNode()) FDOMNode = p;
   }
 
@@ -119,6 +124,7 @@ public:
 
 private:
   TXoDOMParser* FOwner;
+  TXoDOMNode* FTarget;  // the node loaded into
   TXoDOMNode* FDOMNode;
   TIntfPtr<IXoSAXLocator> FLocator;
   bool FInCDATA = false;
