@@ -351,6 +351,10 @@ TEST(Registry, NamesOfSimpleAndApplicationTypes) {
     EXPECT_EQ(r.Type->SchemaName(u"xsd"), std::u16string(u"xsd:") + r.Schema);
   }
   EXPECT_EQ((TXoTypes::Of<std::array<int32_t, 3>>()->GetName()), u"array[0..2] of Integer");
+  // Names built on names that are built themselves, made in one go.
+  EXPECT_EQ((TXoTypes::Of<std::vector<std::vector<std::array<TPoint, 2>>>>()->GetQualifiedName()),
+            u"System.TArray<System.TArray<array[0..1] of uDemo.TPoint>>");
+  EXPECT_EQ((TXoTypes::Of<std::vector<std::vector<TPoint>>>()->SchemaName()), u"ArrayOfArrayOfTPoint");
   EXPECT_EQ(TXoTypes::Of<TColors>()->GetQualifiedName(), u"uDemo.TColors");
   EXPECT_EQ(TPerson().ClassName(), u"TPerson");
 }

@@ -779,7 +779,7 @@ TXoTypeInfo* MakeTypeInfo() {
   using S = typename Storage<K>::type;
   const std::type_info* key = &typeid(K);
   if constexpr (IsIntfPtr<K>::value) key = &typeid(std::remove_pointer_t<decltype(std::declval<K>().get())>);
-  TXoTypeInfo* t = TXoTypes::NewTypeInfo(key);
+  TXoTypeInfo* t = TXoTypes::NewTypeInfo(key, false);
   TXoTypeOps& ops = const_cast<TXoTypeOps&>(t->Ops());
   if constexpr (!IsTag<K>::value) ops = MakeOps<S>();
   if constexpr (IsTag<K>::value) {
@@ -924,6 +924,7 @@ TXoTypeInfo* MakeTypeInfo() {
   } else {
     InitAuto(t, xtkOpaque, tkUnknown, nullptr, nullptr, 0);
   }
+  TXoTypes::Publish(t);
   return t;
 }
 

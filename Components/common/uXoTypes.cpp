@@ -133,25 +133,28 @@ static TXoRegistryImpl& Reg() {
 }
 
 void TXoRegistryImpl::ComputeAutoNames(TXoTypeInfo* t) {
+  // Called with the lock held, elements before the types built on them: the
+  // element's fields are final and are read directly (its getters would
+  // start another pass).
   TXoTypeInfo* e = t->FElementType;
   switch (t->FTypeKind) {
     case xtkDynArray:
-      t->FName = u"TArray<" + e->GetQualifiedName() + u">";
+      t->FName = u"TArray<" + e->FQualifiedName + u">";
       t->FQualifiedName = u"System." + t->FName;
-      if (!t->FExplicitSchema) t->FSchemaName = u"ArrayOf" + Capitalize(e->SchemaName());
+      if (!t->FExplicitSchema) t->FSchemaName = u"ArrayOf" + Capitalize(e->FSchemaName);
       return;
     case xtkArray: {
       std::u16string range = u"array[0.." + IntToStr(static_cast<int64_t>(t->FArrayLength) - 1) + u"] of ";
-      t->FName = range + e->GetName();
-      t->FQualifiedName = range + e->GetQualifiedName();
+      t->FName = range + e->FName;
+      t->FQualifiedName = range + e->FQualifiedName;
       if (!t->FExplicitSchema)
-        t->FSchemaName = u"ArrayOf" + Capitalize(e->SchemaName()) + u"_" + IntToStr(static_cast<int64_t>(t->FArrayLength));
+        t->FSchemaName = u"ArrayOf" + Capitalize(e->FSchemaName) + u"_" + IntToStr(static_cast<int64_t>(t->FArrayLength));
       return;
     }
     case xtkSet:
-      t->FName = u"set of " + e->GetName();
-      t->FQualifiedName = u"set of " + e->GetQualifiedName();
-      if (!t->FExplicitSchema) t->FSchemaName = u"SetOf" + Capitalize(e->SchemaName());
+      t->FName = u"set of " + e->FName;
+      t->FQualifiedName = u"set of " + e->FQualifiedName;
+      if (!t->FExplicitSchema) t->FSchemaName = u"SetOf" + Capitalize(e->FSchemaName);
       return;
     case xtkClassRef:
       if (t->FOps.CppType == &typeid(TClass)) {
@@ -159,9 +162,9 @@ void TXoRegistryImpl::ComputeAutoNames(TXoTypeInfo* t) {
         t->FQualifiedName = u"System.TClass";
         if (!t->FExplicitSchema) t->FSchemaName = u"TClass";
       } else {
-        t->FName = u"class of " + e->GetName();
-        t->FQualifiedName = u"class of " + e->GetQualifiedName();
-        if (!t->FExplicitSchema) t->FSchemaName = u"ClassOf" + Capitalize(e->SchemaName());
+        t->FName = u"class of " + e->FName;
+        t->FQualifiedName = u"class of " + e->FQualifiedName;
+        if (!t->FExplicitSchema) t->FSchemaName = u"ClassOf" + Capitalize(e->FSchemaName);
       }
       return;
     case xtkPointer:
@@ -188,8 +191,24 @@ void TXoRegistryImpl::SyncNames() {
   if (!NamesDirty.load(std::memory_order_relaxed)) return;
   // Elements are always made before the types built on them, so one pass in
   // creation order sees every element's final name.
+  // Names are worked out on a copy and stored only where they changed:
+  // another thread may be reading the names of a type made earlier, which
+  // stay as they were unless a registration renamed what they derive from.
   for (TXoTypeInfo* t : Types)
-    if (t->FAutoName) ComputeAutoNames(t);
+    if (t->FAutoName) {
+      TXoTypeInfo names;
+      names.FTypeKind = t->FTypeKind;
+      names.FElementType = t->FElementType;
+      names.FArrayLength = t->FArrayLength;
+      names.FOps.CppType = t->FOps.CppType;
+      names.FCppKey = t->FCppKey;
+      names.FExplicitSchema = t->FExplicitSchema;
+      names.FSchemaName = t->FSchemaName;
+      ComputeAutoNames(&names);
+      if (names.FName != t->FName) t->FName = names.FName;
+      if (names.FQualifiedName != t->FQualifiedName) t->FQualifiedName = names.FQualifiedName;
+      if (names.FSchemaName != t->FSchemaName) t->FSchemaName = names.FSchemaName;
+    }
   for (TNameMap& m : Names) {
     m.clear();
     m.reserve(Types.size() * 2);
@@ -449,16 +468,20 @@ bool TXoTypeInfo::IsInstance(const TObject* AObject) const {
 // ---------------------------------------------------------------------------
 // TXoTypes
 
-TXoTypeInfo* TXoTypes::NewTypeInfo(const std::type_info* ACppType) {
+TXoTypeInfo* TXoTypes::NewTypeInfo(const std::type_info* ACppType, bool APublish) {
+  auto* t = new TXoTypeInfo();
+  t->FCppKey = ACppType;
+  if (APublish) Publish(t);
+  return t;
+}
+
+void TXoTypes::Publish(TXoTypeInfo* AType) {
   TXoRegistryImpl& r = Reg();
   std::lock_guard<std::recursive_mutex> g(r.Lock);
-  auto* t = new TXoTypeInfo();
-  t->FIndex = r.Types.size();
-  t->FCppKey = ACppType;
-  r.Types.push_back(t);
-  if (ACppType) r.ByCpp.emplace(std::type_index(*ACppType), t);
+  AType->FIndex = r.Types.size();
+  r.Types.push_back(AType);
+  if (AType->FCppKey) r.ByCpp.emplace(std::type_index(*AType->FCppKey), AType);
   r.NamesDirty = true;
-  return t;
 }
 
 void TXoTypes::SetNames(TXoTypeInfo* AType, std::u16string_view AQualifiedName, std::u16string_view AShortName,

@@ -421,7 +421,11 @@ public:
   static TXoTypeInfo* Item(size_t AIndex);
 
   // Library-internal: registration support used by the builder.
-  static TXoTypeInfo* NewTypeInfo(const std::type_info* ACppType);
+  // A descriptor made with APublish false is invisible to lookups and name
+  // indexes until Publish: a type made on first use is filled in first, so
+  // that another thread never sees it half made.
+  static TXoTypeInfo* NewTypeInfo(const std::type_info* ACppType, bool APublish = true);
+  static void Publish(TXoTypeInfo* AType);
   static void SetNames(TXoTypeInfo* AType, std::u16string_view AQualifiedName, std::u16string_view AShortName,
                        std::u16string_view ASchemaName);
   static void Changed();  // names or members changed: indexes are rebuilt on next use
