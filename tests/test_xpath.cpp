@@ -183,6 +183,12 @@ TEST(XPathFilter, NumbersVersusTextAndNodeSets) {
   EXPECT_EQ(Ids(e->RootNode(), u"i[.=123]"), "2");
   EXPECT_EQ(Ids(e->RootNode(), u"i[\"3\"=@v]"), "2");
   EXPECT_EQ(Ids(e->RootNode(), u"i[@v<2]"), "");
+  // Two node texts compare as text, a node text and a number as numbers.
+  auto f = Load(u"<r><i id=\"1\"><a>1.0</a><b>1</b></i><i id=\"2\"><a>.5</a><b>0.50</b></i></r>");
+  EXPECT_EQ(Ids(f->RootNode(), u"i[a=b]"), "");
+  EXPECT_EQ(Ids(f->RootNode(), u"i[a=1]"), "1");
+  EXPECT_EQ(Ids(f->RootNode(), u"i[b=0.5]"), "2");
+  EXPECT_EQ(Ids(f->RootNode(), u"i[a<b]"), "2");  // ".5" < "0.50" as text
 }
 
 TEST(XPathFilter, MalformedFiltersRaiseTheirMessages) {
@@ -358,4 +364,22 @@ TEST(XPathFilter, FiltersOfADeepSearchRunInTheOrderOfTheirContextNodes) {
   EXPECT_EQ(Ids(d.get(), u"//a[@zz][@k=<\"x\"]"), "");
   EXPECT_EQ(U8(MessageOf<EXoDomSyntax>([&] { Ids(d.get(), u"//a[@k][@k=<\"x\"]"); })),
             "The filter \"[@k=<\"x\"]\" contains an invalid compare operator (=<)!");
+}
+
+TEST(XPathFilter, OnlyFiltersOfTheCandidateAloneWithoutEffectsMayRunOutOfOrder) {
+  auto pure = [](const char16_t* AFilter) {
+    if (!XoXPathFilterTextIsPure(AFilter)) return false;
+    auto eq = XoXPathCompileFilter(AFilter, soQualifiedName, TXoXPathCollationASCIICI::ClassRef(), nullptr);
+    return XoXPathFilterIsPure(eq.get());
+  };
+  for (const char16_t* f : {u"[@a=\"x\"]", u"[price > 100]", u"[not(@featured) and quantity=1]", u"[not (@a)]",
+                            u"[contains(name, \"gold\")]", u"[fn:string-length(a) > 3]", u"[node()]",
+                            u"[(a or b) and c=(1, 2)]"})
+    EXPECT_TRUE(pure(f)) << U8(f);
+  // Positions, functions that log or raise, an application's function,
+  // paths with filters of their own.
+  for (const char16_t* f : {u"[1]", u"[last()]", u"[first()]", u"[position()=2]", u"[fn:trace(., \"x\")]",
+                            u"[error()]", u"[rec(.)]", u"[twice (1)=2]", u"[a[1]=\"x\"]", u"[not(a[0])]"})
+    EXPECT_FALSE(pure(f)) << U8(f);
+  EXPECT_FALSE(XoXPathFilterTextIsPure(u"[nosuch(1)]"));
 }

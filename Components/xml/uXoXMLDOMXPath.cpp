@@ -500,9 +500,12 @@ bool XoXPathFilterTextIsPure(std::u16string_view AFilter) {
     std::u16string lower(name);
     for (char16_t& c : lower)
       if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + 32);
+    if (name == u"node") continue;  // the built-in term, never the registry's
+    int kind = XoXPathFunctionKind(name);
+    // "not", "and", "or" before a bracket are mostly the keywords; where
+    // they are read as calls, they must not reach an application's function.
     bool keyword = name[0] >= u'a' && name[0] <= u'z' && (lower == u"not" || lower == u"and" || lower == u"or");
-    if (keyword || name == u"node") continue;
-    if (!XoXPathIsPureFunction(name)) return false;
+    if (keyword ? kind == 3 : kind != 1) return false;
   }
   return true;
 }

@@ -85,11 +85,11 @@ TXoXPathFunctionTerm* CreateFunctionTerm(std::u16string_view AName, TXoXPathEqua
   throw EXoDomSyntax(_cXoXPathUnsupportedFunction, {AName});
 }
 
-bool XoXPathIsPureFunction(std::u16string_view AName) {
+int XoXPathFunctionKind(std::u16string_view AName) {
   XoXPathInitialize();
   for (const TXPathFnReg& r : Functions())
-    if (r.FFunctionName == AName) return r.FLibrary && AName != u"trace" && AName != u"error";
-  return false;
+    if (r.FFunctionName == AName) return !r.FLibrary ? 3 : (AName == u"trace" || AName == u"error") ? 2 : 1;
+  return 0;
 }
 
 TXoXPathCollationClass XoXPathCollationByURI(std::u16string_view AURI) {

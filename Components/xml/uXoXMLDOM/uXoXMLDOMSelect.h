@@ -97,9 +97,10 @@ std::unique_ptr<TXoXPathEquation> XoXPathCompileFilter(std::u16string_view AFilt
 // application registered: such a compiled filter is never kept for reuse.
 void XoXPathNoteApplicationFunction();
 
-// Whether the first registry entry of AName is one of the library's
-// functions that neither log nor raise by design ("trace", "error").
-bool XoXPathIsPureFunction(std::u16string_view AName);
+// What the first registry entry of AName is: 0 none, 1 a library function
+// that neither logs nor raises by design, 2 "trace" or "error", 3 a function
+// of an application.
+int XoXPathFunctionKind(std::u16string_view AName);
 // Whether compiling the filter text can create no function but those, the
 // built-in node() and the keywords: a text test, made before compiling.
 bool XoXPathFilterTextIsPure(std::u16string_view AFilter);
