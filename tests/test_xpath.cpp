@@ -337,6 +337,9 @@ TEST(XPathFilter, FiltersInPathsInFiltersStayPolynomial) {
   for (int i = 0; i < 30; ++i) thirty += i ? " a" : "a";
   EXPECT_EQ(Ids(d.get(), u"//a[//b[//c[//b[//a[//c[//b]]]]]]"), thirty);
   EXPECT_EQ(Ids(d.get(), u"//a[.//b[..//c[../..//b[..//c]]]]"), thirty);
+  // The same while the selection may create (it creates nothing here).
+  EXPECT_EQ(Ids(d.get(), u"//a[//b[//c[//b[//a[//c[//b]]]]]]", {soCreate}), thirty);
+  EXPECT_EQ(Ids(d.get(), u"r/a[0]/.//.[.[//.[//.[//.[//.[//.]]]]]]", {soCreate}), "a b c b");
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 

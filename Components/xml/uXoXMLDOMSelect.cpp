@@ -8,6 +8,7 @@
 // reused between steps; names compare without allocating.
 #include <algorithm>
 #include <cstring>
+#include <exception>
 
 #include "uXoXMLDOM.h"
 #include "uXoXMLDOM/uXoXMLDOMSelect.h"
@@ -399,9 +400,11 @@ struct TWalkScratch {
   std::vector<TXoDOMNode*> Descend;  // children a deep step goes on into
   // A deep scan: the nodes found, each with the number of its parent in
   // document order, and the numbers of the ancestors of the current node.
+  enum : uint8_t { kOpen, kPassed, kRaised };  // the filter of a candidate: not yet, passed, raised
   struct TMatch {
     uint32_t Parent;
     TXoDOMNode* Node;
+    uint8_t State;
   };
   std::vector<TMatch> Matches, Sorted;
   TXoDOMObjectList One;  // a single candidate
@@ -657,6 +660,8 @@ void Create(TXoDOMNode* ANode, TXoSelectStep& s, TXoDOMObjectList& ACands, const
     made = e->AddAttribute(name);
   if (ARun.Created) ARun.Created->insert(made);
   ACands.Add(made);
+  // The tree has changed: what was learnt about it so far is not kept.
+  GEpoch = ++GEpochCounter;
 }
 
 // A deep step leaves out the nodes that this selection created.
@@ -717,22 +722,19 @@ inline bool IsCandidate(TXoDOMNode* AParent, TXoDOMNode* ANode, const TXoSelectS
 // (each node read once, which is what a search of a large tree waits for);
 // the candidates found are then put in the order of their parents and
 // worked as the frames would work them.
-// Filters whose value depends on the candidate alone and whose evaluation
-// has no effect but its result may be evaluated in any order: the scan
-// evaluates them where it finds a candidate, while its children are still in
-// the cache. Compiled here (the filter text shows that compiling makes no
-// function of an application); false when the filters are not of that kind.
-bool PrepareEagerFilters(TXoSelectStep& s, const TXoSelectRun& ARun, std::vector<TXoXPathEquation*>& AEquations) {
-  AEquations.clear();
-  for (const std::u16string& f : s.Filters)
-    if (!XoXPathFilterTextIsPure(f)) return false;
-  for (size_t k = 0; k < s.Filters.size(); ++k) {
-    std::unique_ptr<TXoXPathEquation> temp;
-    TXoXPathEquation* eq = FilterFor(s, k, ARun, temp);
-    if (temp || !XoXPathFilterIsPure(eq)) return false;
-    AEquations.push_back(eq);
-  }
-  return true;
+// A single filter whose value depends on the candidate alone and whose
+// evaluation has no effect but its result may be evaluated in any order: the
+// scan evaluates it where it finds a candidate, while its children are still
+// in the cache. Compiled here, at the first candidate, as the plain order
+// would compile it at the first parent with candidates (the filter text shows
+// that compiling makes no function of an application); nil when the step's
+// filters are not of that kind.
+TXoXPathEquation* PrepareEagerFilter(TXoSelectStep& s, const TXoSelectRun& ARun) {
+  if (s.Filters.size() != 1 || s.LeadIndex >= 0 || !XoXPathFilterTextIsPure(s.Filters[0])) return nullptr;
+  std::unique_ptr<TXoXPathEquation> temp;
+  TXoXPathEquation* eq = FilterFor(s, 0, ARun, temp);
+  if (temp || !XoXPathFilterIsPure(eq)) return nullptr;
+  return eq;
 }
 
 // A deep step at ARoot where no node can be reached twice and nothing is
@@ -750,74 +752,67 @@ void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& 
   bool anyPrefix = s.Prefix == u"*";
   std::vector<TWalkScratch::TMatch>& found = w.Matches;
   std::vector<uint32_t>& anc = w.Ancestors;
-  // Filters evaluated during the scan: -1 not known yet, 0 no, 1 yes.
+  found.clear();
+  anc.clear();
+  // The filter evaluated during the scan: -1 not known yet, 0 none, 1 yes.
+  // A candidate whose evaluation raised is kept with its error, which comes
+  // out when the plain order reaches it (an evaluation without effect would
+  // raise the same again); the scan evaluates nothing after it, so that a
+  // candidate before it in the plain order may still raise first.
   int eager = s.Filters.empty() ? 0 : -1;
-  std::vector<TXoXPathEquation*> eagerFilters;
-  uint32_t seq;
-  bool sorted;
-  auto scan = [&]() {
-    found.clear();
-    anc.clear();
-    seq = 0;
-    uint32_t curSeq = seq++;
-    sorted = true;
-    TXoDOMNode* cur = ARoot;
-    for (;;) {
-      TXoDOMNode* next = nullptr;
-      for (TXoDOMNode* c = cur->FirstChild(); c; c = *++TXoDOMNode::TChildIter(c))
-        if (c->GetNodeType() != ntAttribute) {
-          next = c;
-          break;
-        }
-      if (next) {
-        anc.push_back(curSeq);
-      } else {
-        // Up to the first ancestor (or the node itself) with a next sibling.
-        for (;;) {
-          if (cur == ARoot) break;
-          for (TXoDOMNode* n = *++TXoDOMNode::TChildIter(cur); n; n = *++TXoDOMNode::TChildIter(n))
-            if (n->GetNodeType() != ntAttribute) {
-              next = n;
-              break;
-            }
-          if (next) break;
-          cur = cur->ParentNode();
-          anc.pop_back();
-        }
-        if (!next) break;
+  TXoXPathEquation* eagerFilter = nullptr;
+  std::exception_ptr raised;
+  uint32_t seq = 0;
+  uint32_t curSeq = seq++;
+  bool sorted = true;
+  TXoDOMNode* cur = ARoot;
+  for (;;) {
+    TXoDOMNode* next = nullptr;
+    for (TXoDOMNode* c = cur->FirstChild(); c; c = *++TXoDOMNode::TChildIter(c))
+      if (c->GetNodeType() != ntAttribute) {
+        next = c;
+        break;
       }
-      cur = next;
-      curSeq = seq++;
-      if (!IsCandidate(cur->ParentNode(), cur, s, coll, anyPrefix)) continue;
-      if (eager < 0) eager = PrepareEagerFilters(s, ARun, eagerFilters) ? 1 : 0;
-      if (eager > 0) {
-        w.One.Clear();
-        w.One.Add(cur);
-        bool keep = true;
-        for (TXoXPathEquation* eq : eagerFilters)
-          if (!eq->Evaluate(&w.One, 0)) {
-            keep = false;
+    if (next) {
+      anc.push_back(curSeq);
+    } else {
+      // Up to the first ancestor (or the node itself) with a next sibling.
+      for (;;) {
+        if (cur == ARoot) break;
+        for (TXoDOMNode* n = *++TXoDOMNode::TChildIter(cur); n; n = *++TXoDOMNode::TChildIter(n))
+          if (n->GetNodeType() != ntAttribute) {
+            next = n;
             break;
           }
-        if (!keep) continue;
+        if (next) break;
+        cur = cur->ParentNode();
+        anc.pop_back();
       }
-      uint32_t parent = anc.back();
-      if (!found.empty() && found.back().Parent > parent) sorted = false;
-      found.push_back({parent, cur});
+      if (!next) break;
     }
-  };
-  if (eager == 0) {
-    scan();
-  } else {
-    try {
-      scan();
-    } catch (...) {
-      // Some candidate's filter raised, or a filter that the plain order
-      // might never compile failed to: the plain order decides which error
-      // comes first, or whether one comes at all.
-      eager = 0;
-      scan();
+    cur = next;
+    curSeq = seq++;
+    if (!IsCandidate(cur->ParentNode(), cur, s, coll, anyPrefix)) continue;
+    uint8_t state = TWalkScratch::kOpen;
+    if (eager < 0) {
+      eagerFilter = PrepareEagerFilter(s, ARun);
+      eager = eagerFilter ? 1 : 0;
     }
+    if (eager > 0) {
+      w.One.Clear();
+      w.One.Add(cur);
+      try {
+        if (!eagerFilter->Evaluate(&w.One, 0)) continue;
+        state = TWalkScratch::kPassed;
+      } catch (...) {
+        raised = std::current_exception();
+        state = TWalkScratch::kRaised;
+        eager = 0;
+      }
+    }
+    uint32_t parent = anc.back();
+    if (!found.empty() && found.back().Parent > parent) sorted = false;
+    found.push_back({parent, cur, state});
   }
   if (found.empty()) return;
   if (!sorted) {
@@ -830,7 +825,7 @@ void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& 
     for (const auto& m : found) w.Sorted[counts[m.Parent]++] = m;
     found.swap(w.Sorted);
   }
-  bool filter = !s.Filters.empty() && eager <= 0;
+  bool filter = !s.Filters.empty();
   if (s.IsLast && !filter) {
     for (const auto& m : found) AResult.Add(m.Node);
     return;
@@ -842,9 +837,24 @@ void DeepScan(TXoDOMNode* ARoot, uint32_t AStep, TWalkScratch& w, TXoSelectAlt& 
   for (size_t i = 0; i < all.size();) {
     size_t j = i;
     w.Cands.Clear();
-    while (j < all.size() && all[j].Parent == all[i].Parent) w.Cands.Add(all[j++].Node);
+    if (eagerFilter) {
+      // The filter is done for the candidates before the one that raised;
+      // the others get it now, in this order.
+      for (; j < all.size() && all[j].Parent == all[i].Parent; ++j) {
+        const TWalkScratch::TMatch& m = all[j];
+        if (m.State == TWalkScratch::kRaised) std::rethrow_exception(raised);
+        if (m.State == TWalkScratch::kOpen) {
+          w.One.Clear();
+          w.One.Add(m.Node);
+          if (!eagerFilter->Evaluate(&w.One, 0)) continue;
+        }
+        w.Cands.Add(m.Node);
+      }
+    } else {
+      while (j < all.size() && all[j].Parent == all[i].Parent) w.Cands.Add(all[j++].Node);
+      if (filter) ApplyFilters(s, ARun, w);
+    }
     i = j;
-    if (filter) ApplyFilters(s, ARun, w);
     int32_t n = w.Cands.Count();
     if (s.IsLast) {
       for (int32_t k = 0; k < n; ++k) AResult.Add(NodeAt(w.Cands, k));
@@ -1025,7 +1035,8 @@ void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSele
     bool Top;
     uint64_t Saved;
     explicit TEpoch(bool ACreate) : Top(GNesting == 0), Saved(GEpoch) {
-      if (Top) GEpoch = ACreate ? 0 : ++GEpochCounter;
+      (void)ACreate;  // a creation starts an epoch of its own (see Create)
+      if (Top) GEpoch = ++GEpochCounter;
     }
     ~TEpoch() {
       if (Top) GEpoch = Saved;

@@ -82,8 +82,8 @@ void XoSelect(TXoDOMNode* AContext, std::u16string_view APath, const TXoSelectRu
 
 // How deep selections are nested right now on this thread (0 outside any,
 // 1 in a selection a program started, 2 in one that a filter started, ...),
-// and a number that changes with every selection a program starts and that
-// is 0 while that selection may create nodes. What a walk learns about a
+// and a number that changes with every selection a program starts and with
+// every node that such a selection creates. What a walk learns about a
 // tree may be kept while the number stays the same: the tree does not change
 // meanwhile.
 int XoSelectNesting();
