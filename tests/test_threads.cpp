@@ -1,8 +1,7 @@
 // Many threads at once, each with objects of its own: parsing, value
 // conversions, JSON and form text as events, XML and JSON documents, the
-// selection with filters, the type registry, typed simple values and
-// regular
-// expressions. All threads start together, so that the library's start-up
+// selection with filters, the standard DOM interfaces with XSLT, schema
+// wrappers, the type registry, typed simple values and regular expressions. All threads start together, so that the library's start-up
 // registrations and every lazily filled cache race. Run under
 // ThreadSanitizer (-DXO_SANITIZE=thread) this proves there is no data race;
 // in every build it proves the answers stay right under contention.
@@ -26,6 +25,7 @@
 #include "uXoTypes.h"
 #include "uXoXMLUtils.h"
 #include "uXoXSTypes.h"
+#include "schema_order.h"
 
 using namespace xo;
 
@@ -379,5 +379,59 @@ TEST(Threads, JSONThroughTheXMLTree) {
   };
   const std::u16string want = run();
   int failures = RunTogether([&](int, int) { return run() == want; });
+  EXPECT_EQ(failures, 0);
+}
+
+TEST(Threads, StandardInterfacesAndTransforms) {
+  // A document built, queried and transformed only through the standard
+  // interfaces; the vendor registry is looked up by every thread.
+  auto run = [](int AThread) {
+    TIntfPtr<IDOMDocument> doc = XoCreateDOM(u"Tavrix", u"", u"catalog");
+    for (int i = 0; i < 20; ++i)
+      XoAddElement(doc->get_documentElement(), u"book")->setAttribute(u"title", u"t" + XoIntToXML(i + AThread));
+    TIntfPtr<IDOMNodeList> books = doc.As<IDOMNodeSelect>()->selectNodes(u"/catalog/book[@title!=\"t3\"]");
+    TIntfPtr<IDOMDocument> sheet = XoCreateDOM(
+        u"<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
+        u"<xsl:output method='text'/><xsl:template match='/'>"
+        u"<xsl:for-each select='//book'><xsl:value-of select='@title'/>;</xsl:for-each>"
+        u"</xsl:template></xsl:stylesheet>");
+    XoXMLString titles;
+    doc.As<IDOMNodeEx>()->transformNode(sheet, titles);
+    return XoIntToXML(books->get_length()) + u"|" + titles;
+  };
+  std::vector<std::u16string> want;
+  for (int t = 0; t < kThreads; ++t) want.push_back(run(t));
+  EXPECT_EQ(want[0].substr(0, 3), u"19|");
+  int failures = RunTogether([&](int t, int) { return run(t) == want[t]; });
+  EXPECT_EQ(failures, 0);
+}
+
+TEST(Threads, SchemaWrappers) {
+  // Typed records over documents of each thread: reads that create required
+  // nodes, writes in declaration order, repeated elements.
+  auto run = [](int AThread) {
+    TXoDOMDocument doc;
+    doc.LoadXML(u"<order id='A-" + XoIntToXML(AThread) + u"'><note>n</note></order>");
+    double total = 0;
+    {
+      xo_example::TOrder order(doc.RootNode());
+      order.SetNumber(1000 + AThread);
+      order.SetCustomer(u"Jane Roe");
+      order.ShipTo()->SetCity(u"Amsterdam");
+      for (int i = 0; i < 5; ++i) {
+        xo_example::TOrderLine* line = order.Lines()->Add();
+        line->SetSku(u"X" + XoIntToXML(i));
+        line->SetQuantity(i + 1);
+        line->SetPrice(1.25);
+      }
+      order.SetPaid(true);
+      total = order.Total();
+      (void)order.Date();  // required: created by the read
+    }
+    return doc.GetXML() + u"|" + XoDoubleToXML(total);
+  };
+  std::vector<std::u16string> want;
+  for (int t = 0; t < kThreads; ++t) want.push_back(run(t));
+  int failures = RunTogether([&](int t, int) { return run(t) == want[t]; });
   EXPECT_EQ(failures, 0);
 }
