@@ -63,6 +63,14 @@ TEST(Select, AlternativesMergeInOrderWithoutDuplicatesAndFirstOnlyStopsEarly) {
   EXPECT_EQ(Show(r->SelectSingleNode(u"a/b|c")), "b#b1");
   EXPECT_EQ(Show(r->SelectSingleNode(u"x|c|a")), "c#c1");
   EXPECT_EQ(r->SelectSingleNode(u"x|y"), nullptr);
+  // Large results are checked for doubles as well.
+  std::u16string many = u"<r>";
+  for (int i = 0; i < 40; ++i) many += u"<x/><y/>";
+  auto m = Load((many + u"</r>").c_str());
+  std::unique_ptr<TXoDOMNodeList> xs(m->RootNode()->CreateNodeList(u"x|x|*|y[0]", {}));
+  EXPECT_EQ(xs->Count(), 80);
+  EXPECT_EQ(U8(xs->GetItem(39)->GetQualifiedName()), "x");
+  EXPECT_EQ(U8(xs->GetItem(40)->GetQualifiedName()), "y");
   // "|" splits also inside a filter: the halves are paths of their own.
   EXPECT_EQ(Sel(r, u"a[@id=\"1|2\"]"), "a#1");
 }

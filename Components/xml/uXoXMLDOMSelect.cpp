@@ -339,6 +339,20 @@ public:
     return true;
   }
 
+  // Room for ACount nodes without growing.
+  void Reserve(size_t ACount) {
+    size_t n = 64;
+    while (n < ACount * 2 + 2) n *= 2;
+    if (n > FTable.size()) {
+      std::vector<TXoDOMNode*> old;
+      old.swap(FTable);
+      FTable.assign(n, nullptr);
+      FCount = 0;
+      for (TXoDOMNode* p : old)
+        if (p) Insert(p);
+    }
+  }
+
 private:
   static size_t Hash(TXoDOMNode* p) {
     return static_cast<size_t>((reinterpret_cast<uintptr_t>(p) >> 3) * 0x9E3779B97F4A7C15ull >> 17);
@@ -375,6 +389,7 @@ public:
         return;
       }
       FUseSet = true;
+      FSet.Reserve(FNodes.size() * 2);
       for (TXoDOMNode* n : FNodes) FSet.Insert(n);
     }
     if (FSet.Insert(ANode) && !AKnown) FNodes.push_back(ANode);
@@ -1057,7 +1072,9 @@ void XoSelectRun(TXoDOMNode* AContext, TXoSelectProgram& AProgram, const TXoSele
         result.Add(AContext);
         break;
       default:
-        result.Unchecked = a.Walk.Unique && ANodes.empty() && AProgram.Alts.size() == 1;
+        // A walk that cannot repeat a node needs no check while it fills an
+        // empty result; a later alternative checks against all it found.
+        result.Unchecked = a.Walk.Unique && ANodes.empty();
         Walk(a.Start == 0 ? AContext : DocumentOf(AContext), a.Walk, run, result);
         result.Unchecked = false;
         break;
