@@ -152,6 +152,11 @@ TEST(JSONReader, ToleratedForms) {
   // Scalar documents.
   EXPECT_EQ(Events("12"), "SD V2(12) ED");
   EXPECT_EQ(Events(R"("abc")"), "SD V1(abc) ED");
+  // A string that never closes ends with the text: alone it is the whole
+  // document; inside a container or as a name the container is cut off.
+  EXPECT_EQ(Events(R"("abc)"), "SD V1(abc) ED");
+  EXPECT_EQ(Events(R"("a\u12)"), "SD V1(a\\u12) ED");
+  ExpectTruncated(R"({"ab)");
   EXPECT_EQ(Events("true"), "SD V3(true) ED");
   EXPECT_EQ(Events("null"), "SD V0(null) ED");
   // The character behind a literal is stepped over unseen.
@@ -195,7 +200,7 @@ TEST(JSONReader, RefusedForms) {
 
 TEST(JSONReader, TruncatedTextIsAnError) {
   for (const char* text : {"{", "[", "[1", "[1,", R"({"a")", R"({"a":)", R"({"a":1)", R"({"a":[1,2])",
-                           "[[[[", R"("abc)", R"(["abc)", R"(["a\)", R"(["\u12)"})
+                           "[[[[", R"(["abc)", R"(["a\)", R"(["\u12)"})
     ExpectTruncated(text);
   // The locator says nothing after an unexpected end.
   auto* rec = new TRec;

@@ -264,7 +264,8 @@ private:
     ++C;
     const P m = C;
     switch (jsonscan::ScanString<K>(C, E)) {
-      case jsonscan::ssEOF: RaiseEOF();  // a string that never closes
+      case jsonscan::ssEOF: break;  // a string that never closes ends with the text; what
+                                    // follows decides whether that is an error
       case jsonscan::ssBadEscape: RaiseNotWellFormed(_cXoJSONExpectedEscape);
       case jsonscan::ssClosed: break;
     }
@@ -350,7 +351,7 @@ private:
     Decode(SName, a, b);
     Sync();
     CH->StartMember(SName);
-    ++C;  // off the closing quote
+    if (C < E) ++C;  // off the closing quote, if the name had one
     C = FindAny<U, ':'>(C, E);
     if (C >= E) RaiseEOF();
     ++C;

@@ -167,7 +167,7 @@ private:
     ++C;
     const P m = C;
     switch (jsonscan::ScanString<K>(C, E)) {
-      case jsonscan::ssEOF: RaiseEOF();
+      case jsonscan::ssEOF: break;  // ends with the text; what follows decides
       case jsonscan::ssBadEscape: RaiseNotWellFormed(_cXoJSONExpectedEscape);
       case jsonscan::ssClosed: break;
     }
@@ -273,7 +273,7 @@ private:
   void StartMember() {
     ReadString(SName);
     FitName(SName);
-    ++C;  // off the closing quote
+    if (C < E) ++C;  // off the closing quote, if the name had one
     C = jsonscan::FindAny<U, ':'>(C, E);
     if (C >= E) RaiseEOF();
     ++C;
