@@ -9,7 +9,8 @@
 namespace xo {
 
 namespace {
-constexpr uint8_t kAttrs = 1, kElems = 2, kChars = 3;
+// The typed chains that NodeByName searches (character data is the third).
+constexpr uint8_t kAttrs = 1, kElems = 2;
 
 // The list Find of the Parts on one typed chain of an element, without
 // making a list object.
