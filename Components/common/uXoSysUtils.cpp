@@ -147,12 +147,10 @@ std::u16string XoUTF8ToUTF16(std::string_view AText) {
   return r;
 }
 
-void XoAppendUTF16ToUTF8(std::string& ADest, std::u16string_view AText) {
+size_t XoUTF16ToUTF8Into(char* AOut, std::u16string_view AText) {
   const char16_t* p = AText.data();
   const char16_t* end = p + AText.size();
-  size_t base = ADest.size();
-  ADest.resize(base + AText.size() * 3);
-  char* out = ADest.data() + base;
+  char* out = AOut;
   while (p < end) {
 #if defined(__SSE2__)
     // Fast path: sixteen ASCII units at a time, narrowed.
@@ -206,7 +204,13 @@ void XoAppendUTF16ToUTF8(std::string& ADest, std::u16string_view AText) {
       *out++ = static_cast<char>(0x80 | (c & 0x3F));
     }
   }
-  ADest.resize(static_cast<size_t>(out - ADest.data()));
+  return static_cast<size_t>(out - AOut);
+}
+
+void XoAppendUTF16ToUTF8(std::string& ADest, std::u16string_view AText) {
+  size_t base = ADest.size();
+  ADest.resize(base + AText.size() * 3);
+  ADest.resize(base + XoUTF16ToUTF8Into(ADest.data() + base, AText));
 }
 
 std::string XoUTF16ToUTF8(std::u16string_view AText) {

@@ -43,6 +43,9 @@ void XoAppendUTF8ToUTF16(std::u16string& ADest, std::string_view AText);
 // AText.size() units (never more are needed); returns the number written.
 size_t XoUTF8ToUTF16Into(char16_t* AOut, std::string_view AText);
 void XoAppendUTF16ToUTF8(std::string& ADest, std::u16string_view AText);
+// Writes the UTF-8 form of AText to AOut, which must have room for three
+// bytes a unit; returns the number written.
+size_t XoUTF16ToUTF8Into(char* AOut, std::u16string_view AText);
 // Latin-1 widening: each byte becomes the code unit of the same value.
 std::u16string XoLatin1ToUTF16(std::string_view AText);
 // Shorthand for ASCII/UTF-8 literals in code that builds messages.

@@ -50,36 +50,7 @@ public:
       return;
     }
     if (FLen + AText.size() * 3 > kSize) Flush();
-    // UTF-8 as XoUTF16ToUTF8 makes it (a lone surrogate becomes U+FFFD).
-    char* o = FBuf + FLen;
-    const char16_t* p = AText.data();
-    const char16_t* end = p + AText.size();
-    while (p < end) {
-      uint32_t c = *p++;
-      if (c < 0x80) {
-        *o++ = static_cast<char>(c);
-      } else if (c < 0x800) {
-        *o++ = static_cast<char>(0xC0 | (c >> 6));
-        *o++ = static_cast<char>(0x80 | (c & 0x3F));
-      } else if (c >= 0xD800 && c <= 0xDFFF) {
-        if (c <= 0xDBFF && p < end && *p >= 0xDC00 && *p <= 0xDFFF) {
-          uint32_t cp = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
-          *o++ = static_cast<char>(0xF0 | (cp >> 18));
-          *o++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-          *o++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-          *o++ = static_cast<char>(0x80 | (cp & 0x3F));
-        } else {
-          *o++ = static_cast<char>(0xEF);
-          *o++ = static_cast<char>(0xBF);
-          *o++ = static_cast<char>(0xBD);
-        }
-      } else {
-        *o++ = static_cast<char>(0xE0 | (c >> 12));
-        *o++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        *o++ = static_cast<char>(0x80 | (c & 0x3F));
-      }
-    }
-    FLen = static_cast<size_t>(o - FBuf);
+    FLen += XoUTF16ToUTF8Into(FBuf + FLen, AText);
   }
   void Flush() {
     if (!FLen) return;
