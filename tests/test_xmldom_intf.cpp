@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "uXoXMLDOM.h"
 #include "xo_test_support.h"
@@ -480,4 +482,198 @@ TEST(DOMStd, DocumentHooksOfTheCommonLayer) {
   EXPECT_EQ(U8(XoVarToStr(XoGetXMLDocValue(doc, u"n"))), "x");
   EXPECT_EQ(XoGetXMLDocValue(doc, u"none").VarType(), 0);
   EXPECT_EQ(XoGetXMLDocValue(TIntfPtr<IInterface>(), u"r").VarType(), 0);
+}
+
+TEST(DOMIntfLifetime, ListsMadeForTheCallerKeepTheirNodes) {
+  TIntfPtr<IDOMNodeList> selected, byTag;
+  TIntfPtr<IXoDOMNodeList> own;
+  {
+    TIntfPtr<IDOMDocument> doc = XoCreateDOM(u"<r><i id=\"a\">1</i><s><i id=\"b\">2</i></s></r>");
+    selected = doc.As<IDOMNodeSelect>()->selectNodes(u"/r/i");
+    byTag = doc->get_documentElement()->getElementsByTagName(u"i");
+    own = doc.As<IXoDOMNode>()->CreateNodeList(u"//i");
+    // A node that leaves the tree and whose interface goes stays in the list.
+    TIntfPtr<IDOMNode> s = doc.As<IDOMNodeSelect>()->selectNode(u"/r/s");
+    doc->get_documentElement()->removeChild(s);
+    // A fresh node added to a list and dropped by the caller stays too.
+    own->Add(doc->createElement(u"fresh").As<IXoDOMNode>());
+  }
+  // The document's last interface went: the lists still reach their nodes.
+  ASSERT_EQ(selected->get_length(), 1);
+  EXPECT_EQ(U8(selected->get_item(0).As<IDOMNodeEx>()->get_xml()), "<i id=\"a\">1</i>");
+  ASSERT_EQ(byTag->get_length(), 2);
+  EXPECT_EQ(U8(byTag->get_item(1).As<IDOMElement>()->getAttribute(u"id")), "b");
+  EXPECT_FALSE(byTag->get_item(1)->get_parentNode()->get_parentNode());  // s is out of the tree
+  ASSERT_EQ(own->Count(), 3);
+  EXPECT_EQ(U8(own->Last()->GetQualifiedName()), "fresh");
+  EXPECT_EQ(U8(own->GetItem(0)->Document()->GetRootNode()->GetQualifiedName()), "r");
+  // The lists go one by one, and the nodes with the last of them (the
+  // sanitizers check that nothing dangles or leaks).
+  selected = nullptr;
+  byTag = nullptr;
+  EXPECT_EQ(U8(own->First()->GetText()), "1");
+  own = nullptr;
+}
+
+TEST(DOMStd, ReplaceChildOnTheFirstChild) {
+  TIntfPtr<IDOMDocument> doc = XoCreateDOM(u"<r><x/><y/></r>");
+  TIntfPtr<IDOMElement> root = doc->get_documentElement();
+  TIntfPtr<IDOMNode> x = root->get_firstChild();
+  TIntfPtr<IDOMNode> old = root->replaceChild(doc->createComment(u"c"), x);
+  EXPECT_EQ(old.get(), x.get());
+  EXPECT_EQ(root->get_firstChild()->get_nodeType(), 8);
+  EXPECT_EQ(U8(root.As<IDOMNodeEx>()->get_xml()), "<r><!--c--><y /></r>");
+  // The new child taken from elsewhere in the same element.
+  root->replaceChild(root->get_lastChild(), root->get_firstChild());
+  EXPECT_EQ(U8(root.As<IDOMNodeEx>()->get_xml()), "<r><y /></r>");
+  EXPECT_EQ(MessageOf<EXoDomNotFound>([&] { root->replaceChild(x, x); }), _cXoDOMNotAChild);
+}
+
+namespace {
+// A stream of the component model whose copy gives up half way.
+class TShortStream : public TStreamAdapter {
+public:
+  using TStreamAdapter::TStreamAdapter;
+  void CopyTo(const TIntfPtr<IStream>& ADest, int64_t ACount, int64_t& ARead, int64_t& AWritten) override {
+    TStreamAdapter::CopyTo(ADest, ACount / 2, ARead, AWritten);
+  }
+};
+}  // namespace
+
+TEST(DOMStd, PersistStreamsAndLoadState) {
+  TIntfPtr<IDOMDocument> doc = XoCreateDOM(u"");
+  auto persist = doc.As<IDOMPersist>();
+  auto* bytes = new TXoMemoryStream();
+  bytes->Write("<s>1</s>", 8);
+  TIntfPtr<IStream> shortStream(new TShortStream(bytes, true));
+  EXPECT_EQ(MessageOf<Exception>([&] { persist->loadFromStream(shortStream); }), _cXoDOMStreamContents);
+  EXPECT_EQ(U8(persist->get_xml()), "");
+  // A plain stream loads on a document too (with UTF-8), from where it stands.
+  TXoMemoryStream plain;
+  plain.Write("<q>\xC3\xA9</q>", 9);
+  plain.SetPosition(0);
+  EXPECT_TRUE(persist->loadFromStream(&plain));
+  EXPECT_EQ(persist->get_xml(), u"<q>\u00e9</q>");
+  // The load with a code page leaves the load state as it was; a load of
+  // text goes through loading to loaded.
+  EXPECT_EQ(persist->asyncLoadState(), lsUninitialized);
+  persist->loadxml(u"<t/>");
+  EXPECT_EQ(persist->asyncLoadState(), lsLoaded);
+  // A document in Latin-1 is saved in it.
+  TIntfPtr<IDOMDocument> latin = XoCreateDOM(u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><q>\u00e9</q>");
+  latin.As<IXoDOMDocument>()->SetEncoding(u"ISO-8859-1");
+  TXoMemoryStream out;
+  latin.As<IDOMPersist>()->saveToStream(&out);
+  std::string written(reinterpret_cast<const char*>(out.Memory()), static_cast<size_t>(out.GetSize()));
+  EXPECT_NE(written.find("<q>\xE9</q>"), std::string::npos) << written;
+}
+
+TEST(DOMStd, GetElementByIdReadsItsPathWithThePathLanguage) {
+  TIntfPtr<IDOMDocument> doc = XoCreateDOM(u"<r><i id=\"a\">1</i><i id=\"b\">2</i></r>");
+  TXoDOMDocument* native = static_cast<TXoDOMDocument*>(XoDOMNodeOf(doc));
+  for (const char16_t* id : {u"a", u"b", u"zz"}) {
+    XoXMLString path = u"//@id=\"" + XoXMLString(id) + u"\"";
+    TXoDOMElement* expected = native->SelectSingleElement(path, TXoDOMSelectOptions{});
+    TIntfPtr<IDOMElement> e = doc->getElementById(id);
+    EXPECT_EQ(XoDOMNodeOf(e), expected) << U8(id);
+  }
+}
+
+namespace {
+void WriteBytes(const std::string& APath, const std::string& ABytes) {
+  std::ofstream f(APath, std::ios::binary);
+  f << ABytes;
+}
+
+// A stylesheet that copies the text of r into o, with a text of its own.
+std::string SheetWith(const std::string& AOwnText) {
+  return "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
+         "<xsl:output method=\"text\"/>"
+         "<xsl:template match=\"/\">" + AOwnText + "<xsl:value-of select=\"r\"/></xsl:template>"
+         "</xsl:stylesheet>";
+}
+}  // namespace
+
+TEST(DOMTransform, StyleSheetFilesAreTextFiles) {
+  TXoDOMDocument doc(std::u16string(u"<r>\u00e9</r>"));
+  std::string dir = ::testing::TempDir();
+  XoXMLString out;
+
+  // Without a mark the bytes are read in the system code page.
+  std::string latin = dir + "xo_intf_latin.xsl";
+  WriteBytes(latin, SheetWith("\xE0:"));
+  uint16_t saved = XoSystemCodePage;
+  XoSystemCodePage = 1252;
+  try {
+    doc.Transform(XoUTF8ToUTF16(latin), out);
+  } catch (...) {
+    XoSystemCodePage = saved;
+    throw;
+  }
+  XoSystemCodePage = saved;
+  EXPECT_EQ(out, u"\u00e0:\u00e9");
+  std::remove(latin.c_str());
+
+  // A mark decides: UTF-16 little-endian, whatever the system code page.
+  std::string marked = dir + "xo_intf_utf16.xsl";
+  std::u16string text = XoUTF8ToUTF16(SheetWith("\xE2\x82\xAC:"));
+  std::string bytes("\xFF\xFE", 2);
+  bytes.append(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+  WriteBytes(marked, bytes);
+  doc.Transform(XoUTF8ToUTF16(marked), out);
+  EXPECT_EQ(out, u"\u20ac:\u00e9");
+  std::remove(marked.c_str());
+
+  // Names in the stylesheet are taken from the file's place.
+  std::string inner = dir + "xo_intf_inner.xsl";
+  std::string outer = dir + "xo_intf_outer.xsl";
+  WriteBytes(inner, "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
+                    "<xsl:template name=\"t\">inner</xsl:template></xsl:stylesheet>");
+  WriteBytes(outer, "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
+                    "<xsl:include href=\"xo_intf_inner.xsl\"/><xsl:output method=\"text\"/>"
+                    "<xsl:template match=\"/\"><xsl:call-template name=\"t\"/></xsl:template></xsl:stylesheet>");
+  doc.Transform(XoUTF8ToUTF16(outer), out);
+  EXPECT_EQ(out, u"inner");
+  std::remove(inner.c_str());
+  std::remove(outer.c_str());
+
+  // A file that is not there raises the file error.
+  EXPECT_EQ(MessageOf<EFOpenError>([&] { doc.Transform(u"/no/such/sheet.xsl", out); }),
+            u"Cannot open file \"/no/such/sheet.xsl\". No such file or directory");
+}
+
+TEST(DOMTransform, EngineMessagesBelongToTheirTransformation) {
+  // Each thread's failures carry its own messages, and nothing is printed.
+  ::testing::internal::CaptureStderr();
+  std::vector<std::u16string> messages(4);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t, &messages] {
+      std::string marker = "stop" + std::to_string(t);
+      std::u16string sheet = XoUTF8ToUTF16(
+          "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
+          "<xsl:template match=\"/\"><xsl:message terminate=\"yes\">" + marker +
+          "</xsl:message></xsl:template></xsl:stylesheet>");
+      for (int i = 0; i < 20; ++i) {
+        try {
+          XoXSLTransform(u"<r/>", sheet);
+          messages[t] = u"no failure";
+        } catch (const EXoDomException& e) {
+          if (e.Message() != u"The XSLT transformation failed: " + XoUTF8ToUTF16(marker)) messages[t] = e.Message();
+        }
+        // A stylesheet that does not compile.
+        try {
+          XoXSLTransform(u"<r/>", u"<xsl:stylesheet version=\"1.0\" "
+                                  u"xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\"><xsl:bogus/>"
+                                  u"</xsl:stylesheet>");
+          messages[t] = u"no failure";
+        } catch (const EXoDomException& e) {
+          if (e.Message().find(u"bogus") == std::u16string::npos) messages[t] = e.Message();
+        }
+      }
+    });
+  for (auto& th : threads) th.join();
+  std::string printed = ::testing::internal::GetCapturedStderr();
+  for (int t = 0; t < 4; ++t) EXPECT_EQ(U8(messages[t]), "") << t;
+  EXPECT_EQ(printed, "");
 }

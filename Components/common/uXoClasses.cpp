@@ -253,6 +253,21 @@ void TMemoryStream::LoadFromFile(const std::u16string& AFileName) {
   LoadFromStream(&f);
 }
 
+std::u16string XoLoadStringFromFile(const std::u16string& AFileName, uint16_t ACodePage) {
+  TFileStream f(AFileName, fmOpenRead | fmShareDenyWrite);
+  if (uint16_t marked = XoGetCodePage(&f)) ACodePage = marked;
+  int64_t start = f.GetPosition();
+  std::string bytes(static_cast<size_t>(std::max<int64_t>(f.GetSize() - start, 0)), '\0');
+  size_t got = 0;
+  while (got < bytes.size()) {
+    int64_t n = f.Read(bytes.data() + got, static_cast<int64_t>(bytes.size() - got));
+    if (n <= 0) break;
+    got += static_cast<size_t>(n);
+  }
+  bytes.resize(got);
+  return TXoEncoding::ConvertA(bytes, ACodePage);
+}
+
 TXoMemoryStream::TXoMemoryStream(const void* ABuffer, int64_t ASize) : FOwned(false) {
   SetPointer(static_cast<uint8_t*>(const_cast<void*>(ABuffer)), ABuffer ? std::max<int64_t>(ASize, 0) : 0);
 }

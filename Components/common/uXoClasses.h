@@ -589,6 +589,11 @@ public:
   static const char16_t* SingleByteTable(uint16_t ACodePage);
 };
 
+// A whole text file as UTF-16 text: a byte-order mark decides the encoding
+// (and is dropped), otherwise the bytes are read in ACodePage (0: the system
+// code page). A file that cannot be opened raises EFOpenError.
+std::u16string XoLoadStringFromFile(const std::u16string& AFileName, uint16_t ACodePage = 0);
+
 // ===========================================================================
 // Character constants: one character as byte (...A) and as UTF-16 unit (...W).
 

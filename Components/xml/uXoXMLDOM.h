@@ -305,6 +305,11 @@ public:
   void SetParentImpl(TXoDOMObjectImpl* AParent);
   // The work of a count that reached 0, up the chain of parent adapters.
   static void ReleaseChainFrom(TXoDOMObjectImpl* AImpl);
+  // A counted hold on the adapter of AObject (made if missing) that keeps the
+  // object as a child's adapter keeps its parent: an object that its tree
+  // lets go of lives on until the hold ends. Unhold ends it.
+  static TXoDOMObjectImpl* Hold(TXoDOMObject* AObject);
+  static void Unhold(TXoDOMObjectImpl* AImpl);
 
 protected:
   TXoDOMObject* FDOMObject = nullptr;

@@ -19,15 +19,19 @@ TXoDOMNode* XoDOMNeedNode(IInterface* AIntf) {
 }
 
 namespace {
-// A list made for the caller: it lives by its interface.
+// A list made for the caller: it lives by its interface, and its adapter
+// holds its items.
 template <class I>
 TIntfPtr<I> OwnedList(TXoDOMNodeListBase* AList) {
+  TIntfPtr<I> result;
   try {
-    return XoDOMIntf<I>(AList);
+    result = XoDOMIntf<I>(AList);
   } catch (...) {
     AList->Free();
     throw;
   }
+  static_cast<TXoDOMNodeListImpl*>(AList->DOMImpl())->HoldItems();
+  return result;
 }
 
 // A node made for the caller and not attached: it lives by its interface.
@@ -50,7 +54,9 @@ bool IsFile(std::u16string_view AName) {
 
 // Key functions: the vtables of the adapters live here.
 TXoDOMNodeImpl::~TXoDOMNodeImpl() = default;
-TXoDOMNodeListImpl::~TXoDOMNodeListImpl() = default;
+TXoDOMNodeListImpl::~TXoDOMNodeListImpl() {
+  for (TXoDOMObjectImpl* impl : FHeld) TXoDOMObjectImpl::Unhold(impl);
+}
 TXoDOMElementListImpl::~TXoDOMElementListImpl() = default;
 TXoDOMAttrListImpl::~TXoDOMAttrListImpl() = default;
 TXoDOMCharacterDataImpl::~TXoDOMCharacterDataImpl() = default;
@@ -209,7 +215,8 @@ bool TXoDOMNodeImpl::load(std::u16string_view ASource) {
 }
 
 bool TXoDOMNodeImpl::loadFromStream(TStream* AStream) {
-  // The native form with a code page (a document adapter refuses it).
+  // The native form with a code page, also on a document (only the
+  // document adapter's own LoadFromStream refuses it).
   NativeNode()->LoadFromStream(AStream, 65001);
   return true;
 }
@@ -250,20 +257,42 @@ void TXoDOMNodeImpl::saveToStream(const TIntfPtr<IStream>& AStream) {
 // ===========================================================================
 // Lists
 
+void TXoDOMNodeListImpl::HoldItems() {
+  if (FHolding) return;
+  FHolding = true;
+  TXoDOMNodeListBase* list = NativeList();
+  int32_t n = list->Count();
+  FHeld.reserve(static_cast<size_t>(n));
+  for (int32_t i = 0; i < n; ++i) HoldNode(list->GetItem(i));
+}
+
+void TXoDOMNodeListImpl::HoldNode(TXoDOMObject* ANode) {
+  if (FHolding && ANode) FHeld.push_back(TXoDOMObjectImpl::Hold(ANode));
+}
+
 TIntfPtr<IXoDOMNode> TXoDOMNodeListImpl::GetItem(int32_t AIndex) {
   return XoDOMIntf<IXoDOMNode>(NativeList()->GetItem(AIndex));
 }
 void TXoDOMNodeListImpl::Clear() { NativeList()->Clear(); }
 TIntfPtr<IXoDOMNode> TXoDOMNodeListImpl::Add(const TIntfPtr<IXoDOMNode>& ANode, TXoDOMAbsPosition APosition) {
-  return XoDOMIntf<IXoDOMNode>(NativeList()->Add(XoDOMNeedNode(ANode), APosition));
+  TXoDOMNode* node = XoDOMNeedNode(ANode);
+  NativeList()->Add(node, APosition);
+  HoldNode(node);
+  return ANode;
 }
 TIntfPtr<IXoDOMNode> TXoDOMNodeListImpl::Add(const TIntfPtr<IXoDOMNode>& ANode, TXoDOMRelPosition APosition,
                                              const TIntfPtr<IXoDOMNode>& ARefNode) {
-  return XoDOMIntf<IXoDOMNode>(NativeList()->Add(XoDOMNeedNode(ANode), APosition, XoDOMNeedNode(ARefNode)));
+  TXoDOMNode* node = XoDOMNeedNode(ANode);
+  NativeList()->Add(node, APosition, XoDOMNeedNode(ARefNode));
+  HoldNode(node);
+  return ANode;
 }
 TIntfPtr<IXoDOMNode> TXoDOMNodeListImpl::Add(const TIntfPtr<IXoDOMNode>& ANode, const TIntfPtr<IXoDOMNode>& ARefNode,
                                              TXoDOMPosition APosition) {
-  return XoDOMIntf<IXoDOMNode>(NativeList()->Add(XoDOMNeedNode(ANode), XoDOMNodeOf(ARefNode), APosition));
+  TXoDOMNode* node = XoDOMNeedNode(ANode);
+  NativeList()->Add(node, XoDOMNodeOf(ARefNode), APosition);
+  HoldNode(node);
+  return ANode;
 }
 TIntfPtr<IXoDOMNode> TXoDOMNodeListImpl::Delete(const TIntfPtr<IXoDOMNode>& ANode) {
   return XoDOMIntf<IXoDOMNode>(NativeList()->Delete(XoDOMNeedNode(ANode)));
@@ -301,7 +330,9 @@ TIntfPtr<IDOMNode> TXoDOMNodeListImpl::getNamedItem(std::u16string_view AName) {
   return XoDOMIntf<IDOMNode>(NativeList()->Find(AName, TXoDOMSelectOptions{soRaise, soQualifiedName}));
 }
 TIntfPtr<IDOMNode> TXoDOMNodeListImpl::setNamedItem(const TIntfPtr<IDOMNode>& ANode) {
-  NativeList()->Add(XoDOMNeedNode(ANode), rdpLast);
+  TXoDOMNode* node = XoDOMNeedNode(ANode);
+  NativeList()->Add(node, rdpLast);
+  HoldNode(node);
   return ANode;
 }
 TIntfPtr<IDOMNode> TXoDOMNodeListImpl::removeNamedItem(std::u16string_view AName) {

@@ -426,6 +426,14 @@ void ReleaseAdapter(TXoDOMObjectImpl* AImpl) {
 }
 }  // namespace
 
+TXoDOMObjectImpl* TXoDOMObjectImpl::Hold(TXoDOMObject* AObject) {
+  TXoDOMObjectImpl* impl = AObject->EnsureDOMImpl();
+  impl->TXoObject::_AddRef();
+  return impl;
+}
+
+void TXoDOMObjectImpl::Unhold(TXoDOMObjectImpl* AImpl) { ReleaseAdapter(AImpl); }
+
 TXoDOMNode* TXoDOMObjectImpl::Node(IInterface* AIntf) {
   if (!AIntf) return nullptr;
   IXoObject* xo = dynamic_cast<IXoObject*>(AIntf);

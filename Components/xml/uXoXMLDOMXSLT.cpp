@@ -13,7 +13,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <mutex>
 
 #include "uXoXMLDOM.h"
 
@@ -23,23 +22,53 @@ inline constexpr char16_t _cXoDOMXSLTFailed[] = u"The XSLT transformation failed
 
 namespace {
 
-// The engine's messages of the running transformation (per thread).
+// The engine's messages of the running transformation (per thread), and
+// whether this thread is inside one.
 thread_local std::string tlsErrors;
+thread_local bool tlsCollecting = false;
 
-void CollectError(void*, const char* AFormat, ...) {
+void Collect(const char* AFormat, va_list AArgs) {
   char buf[1024];
-  va_list args;
-  va_start(args, AFormat);
-  int n = vsnprintf(buf, sizeof buf, AFormat, args);
-  va_end(args);
+  int n = vsnprintf(buf, sizeof buf, AFormat, AArgs);
   if (n > 0 && tlsErrors.size() < 4096) tlsErrors.append(buf, std::min<size_t>(n, sizeof buf - 1));
 }
 
+void CollectError(void*, const char* AFormat, ...) {
+  va_list args;
+  va_start(args, AFormat);
+  Collect(AFormat, args);
+  va_end(args);
+}
+
+// libxslt reports errors of compiling a stylesheet through one process-wide
+// handler. It is replaced once by a handler that collects on a thread inside
+// a transformation and hands everything else on to the handler it replaced,
+// so that other users of libxslt in the process see their messages as before.
+xmlGenericErrorFunc gPrevXSLTError = nullptr;
+void* gPrevXSLTErrorContext = nullptr;
+
+void RouteXSLTError(void*, const char* AFormat, ...) {
+  va_list args;
+  va_start(args, AFormat);
+  if (tlsCollecting) {
+    Collect(AFormat, args);
+  } else if (gPrevXSLTError) {
+    char buf[1024];
+    vsnprintf(buf, sizeof buf, AFormat, args);
+    gPrevXSLTError(gPrevXSLTErrorContext, "%s", buf);
+  }
+  va_end(args);
+}
+
 // Stylesheets may read what they name, but never write files or reach the
-// network.
+// network. Set up once per process, with the error routing.
 xsltSecurityPrefsPtr SecurityPrefs() {
   static xsltSecurityPrefsPtr prefs = [] {
     xmlInitParser();
+    xsltInit();
+    gPrevXSLTError = xsltGenericError;
+    gPrevXSLTErrorContext = xsltGenericErrorContext;
+    xsltSetGenericErrorFunc(nullptr, RouteXSLTError);
     xsltSecurityPrefsPtr p = xsltNewSecurityPrefs();
     xsltSetSecurityPrefs(p, XSLT_SECPREF_WRITE_FILE, xsltSecurityForbid);
     xsltSetSecurityPrefs(p, XSLT_SECPREF_CREATE_DIRECTORY, xsltSecurityForbid);
@@ -57,24 +86,37 @@ xsltSecurityPrefsPtr SecurityPrefs() {
   throw EXoDomException(_cXoDOMXSLTFailed, {XoUTF8ToUTF16(msg)});
 }
 
-// Error handlers of libxml2 and libxslt pointed at CollectError while one
-// transformation runs on this thread.
+// For the time of one transformation on this thread: libxml2's handlers
+// (which are per thread) point at the collector, and the routed libxslt
+// handler collects. The handlers found are put back at the end.
 struct TErrorScope {
-  TErrorScope() {
+  xmlGenericErrorFunc FPrevGeneric;
+  void* FPrevGenericContext;
+  xmlStructuredErrorFunc FPrevStructured;
+  void* FPrevStructuredContext;
+  TErrorScope()
+      : FPrevGeneric(xmlGenericError),
+        FPrevGenericContext(xmlGenericErrorContext),
+        FPrevStructured(xmlStructuredError),
+        FPrevStructuredContext(xmlStructuredErrorContext) {
     tlsErrors.clear();
+    tlsCollecting = true;
     xmlSetGenericErrorFunc(nullptr, CollectError);
-    xsltSetGenericErrorFunc(nullptr, CollectError);
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
   }
   ~TErrorScope() {
-    xmlSetGenericErrorFunc(nullptr, nullptr);
-    xsltSetGenericErrorFunc(nullptr, nullptr);
+    tlsCollecting = false;
+    xmlSetGenericErrorFunc(FPrevGenericContext, FPrevGeneric);
+    xmlSetStructuredErrorFunc(FPrevStructuredContext, FPrevStructured);
   }
 };
 
-xmlDocPtr ParseText(std::u16string_view AXML, const char* AWhat) {
+// AURL, when given, is the place the text came from: relative names in it
+// (xsl:import, xsl:include, document()) are taken from there.
+xmlDocPtr ParseText(std::u16string_view AXML, const char* AWhat, const char* AURL = nullptr) {
   std::string utf8 = XoUTF16ToUTF8(AXML);
   // The text is UTF-8 now, whatever its declaration names.
-  xmlDocPtr doc = xmlReadMemory(utf8.data(), static_cast<int>(utf8.size()), nullptr, "UTF-8", XML_PARSE_NONET);
+  xmlDocPtr doc = xmlReadMemory(utf8.data(), static_cast<int>(utf8.size()), AURL, "UTF-8", XML_PARSE_NONET);
   if (!doc) Fail(AWhat);
   return doc;
 }
@@ -129,12 +171,14 @@ xsltStylesheetPtr StyleFromDoc(xmlDocPtr ASheet) {
   return style;  // owns ASheet now
 }
 
+// The stylesheet file is read as a text file in the system code page (a
+// byte-order mark decides where there is one), then parsed as text.
 XoXMLString TransformFile(std::u16string_view AXML, std::u16string_view AFileName) {
+  XoXMLString sheetText = XoLoadStringFromFile(XoXMLString(AFileName), 0);
   SecurityPrefs();
   TErrorScope scope;
   std::string name = XoUTF16ToUTF8(AFileName);
-  xmlDocPtr sheet = xmlReadFile(name.c_str(), nullptr, XML_PARSE_NONET);
-  if (!sheet) Fail("the stylesheet file could not be read");
+  xmlDocPtr sheet = ParseText(sheetText, "the stylesheet is not well-formed XML", name.c_str());
   return TransformWith(AXML, StyleFromDoc(sheet));
 }
 

@@ -184,6 +184,20 @@ public:
   TIntfPtr<IDOMNode> getNamedItemNS(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) override;
   TIntfPtr<IDOMNode> setNamedItemNS(const TIntfPtr<IDOMNode>& ANode) override { return setNamedItem(ANode); }
   TIntfPtr<IDOMNode> removeNamedItemNS(std::u16string_view ANamespaceURI, std::u16string_view ALocalName) override;
+
+  // A list made for the caller (a selection, a list by tag name) belongs to
+  // no node, so nothing else keeps its items: from here on the adapter holds
+  // every item it has and every node added to it through an interface, until
+  // the adapter goes. So the list stays usable after the document's last
+  // interface went or after its nodes left the tree.
+  void HoldItems();
+
+protected:
+  void HoldNode(TXoDOMObject* ANode);
+
+private:
+  bool FHolding = false;
+  std::vector<TXoDOMObjectImpl*> FHeld;
 };
 
 class TXoDOMElementListImpl : public TXoDOMNodeListImpl, public virtual IXoDOMElementList {
