@@ -539,4 +539,10 @@ std::u16string IntToHex(uint64_t AValue, int ADigits) {
   return r;
 }
 
+std::u16string XoStripLiterals(std::u16string_view AText) {
+  if (AText.size() >= 2 && (AText[0] == u'\'' || AText[0] == u'"') && AText.back() == AText[0])
+    return std::u16string(AText.substr(1, AText.size() - 2));
+  return std::u16string(AText);
+}
+
 }  // namespace xo

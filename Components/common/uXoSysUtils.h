@@ -253,6 +253,11 @@ char16_t XoCharCase(char16_t AChar, bool AUpper);
 std::vector<std::u16string> XoTokenize(std::u16string_view AText, std::u16string_view ADelimiters,
                                        bool ASkipEmpty = false);
 
+// AText without one pair of enclosing quotes: when it begins and ends with
+// the same quote character (' or ") and holds at least two characters, those
+// two go; any other text comes back unchanged.
+std::u16string XoStripLiterals(std::u16string_view AText);
+
 // The platform's ASCII case mapping and trimming (characters up to 0x20).
 std::u16string UpperCase(std::u16string_view AText);
 std::u16string LowerCase(std::u16string_view AText);

@@ -1,5 +1,6 @@
 // uXoVariants: the Variant value class, its conversions, comparison,
 // addition and arrays.
+#include <atomic>
 #include "uXoVariants.h"
 
 #include <algorithm>
@@ -1261,6 +1262,27 @@ long double XoVarToExtended(const Variant& V, long double ADefault, bool ARaise)
   long double f;
   if (ToLongDouble(V, f) != cvOk) return ADefault;
   return f;
+}
+
+// ---------------------------------------------------------------------------
+// JSON documents for code below the JSON module
+
+namespace {
+std::atomic<TXoCreateJSONDocFunc> GCreateJSONDoc{nullptr};
+std::atomic<TXoGetJSONDocValueFunc> GGetJSONDocValue{nullptr};
+}  // namespace
+
+void SetCreateJSONDoc(TXoCreateJSONDocFunc AFunc) { GCreateJSONDoc.store(AFunc); }
+void SetGetJSONDocValue(TXoGetJSONDocValueFunc AFunc) { GGetJSONDocValue.store(AFunc); }
+
+TIntfPtr<IInterface> XoCreateJSONDoc(const std::u16string& AJSON) {
+  TXoCreateJSONDocFunc f = GCreateJSONDoc.load();
+  return f ? f(AJSON) : TIntfPtr<IInterface>();
+}
+
+Variant XoGetJSONDocValue(const TIntfPtr<IInterface>& ADocument, const std::u16string& APath) {
+  TXoGetJSONDocValueFunc f = GGetJSONDocValue.load();
+  return f ? f(ADocument, APath) : Variant();
 }
 
 }  // namespace xo

@@ -327,4 +327,17 @@ int64_t XoVarToInt64(const Variant& V, int64_t ADefault = 0, bool ARaise = false
 double XoVarToDouble(const Variant& V, double ADefault = 0, bool ARaise = false);
 long double XoVarToExtended(const Variant& V, long double ADefault = 0, bool ARaise = false);
 
+// ---------------------------------------------------------------------------
+// JSON documents for code below the JSON module. The JSON module hands these
+// two functions over at start-up: one makes a document from JSON text (as an
+// interface), the other gives the value of the first node a path selects in
+// such a document (unassigned when none). Until then XoCreateJSONDoc answers
+// nil and XoGetJSONDocValue unassigned.
+using TXoCreateJSONDocFunc = TIntfPtr<IInterface> (*)(const std::u16string& AJSON);
+using TXoGetJSONDocValueFunc = Variant (*)(const TIntfPtr<IInterface>& ADocument, const std::u16string& APath);
+void SetCreateJSONDoc(TXoCreateJSONDocFunc AFunc);
+void SetGetJSONDocValue(TXoGetJSONDocValueFunc AFunc);
+TIntfPtr<IInterface> XoCreateJSONDoc(const std::u16string& AJSON);
+Variant XoGetJSONDocValue(const TIntfPtr<IInterface>& ADocument, const std::u16string& APath);
+
 }  // namespace xo

@@ -322,6 +322,24 @@ public:
   }
   TXoJSONMember* GetMemberEx1(const XoJSONString& AName) { return GetMember(AName, jsoCreate); }
 
+  // --- selection by JSON path
+  // The nodes APath selects from this node, in a new array without owner
+  // that the caller frees; it holds the nodes without owning them. An empty
+  // result with jsoRaise raises code 11.
+  TXoJSONArray* CreateNodeList(const XoJSONString& APath, TXoJDOCSelectOptions AOptions = {});
+  TXoJSONArray* CreateNodeList(const XoJSONString& APath, bool ARaiseErrorIfNothingReturned);
+  // One option alone (an enum would otherwise pass for the Boolean form).
+  TXoJSONArray* CreateNodeList(const XoJSONString& APath, TXoJDOCSelectOption AOption) {
+    return CreateNodeList(APath, TXoJDOCSelectOptions(AOption));
+  }
+  // The first node CreateNodeList selects, or nullptr.
+  TXoJSONBase* SelectSingleNode(const XoJSONString& APath, TXoJDOCSelectOptions AOptions = {});
+  TXoJSONBase* SelectSingleNode(const XoJSONString& APath, bool ARaiseErrorIfNothingReturned);
+  TXoJSONBase* SelectSingleNode(const XoJSONString& APath, TXoJDOCSelectOption AOption) {
+    return SelectSingleNode(APath, TXoJDOCSelectOptions(AOption));
+  }
+  TIntfPtr<IXoJSONArray> SelectIntf(const XoJSONString& APath, TXoJDOCSelectOptions AOptions = {}) override;
+
   // --- interface forms
   TIntfPtr<IXoJSONObject> GetAsObjectIntf() override;
   TIntfPtr<IXoJSONArray> GetAsArrayIntf() override;
@@ -343,6 +361,11 @@ protected:
   TXoJSONBase* ChildAt(int32_t AIndex) const;
   // A new object, array or simple node owned by this node.
   TXoJSONBase* NewChild(TXoJSONDataType AValueType);
+  TXoJSONArray* _CreateNodeList(const XoJSONString& APath, TXoJDOCSelectOptions AOptions);
+  // Selects the rest of a path from this node into ANodes (APath is the
+  // text from AFrom on). Runs with its own stack: depth costs no recursion.
+  void _SelectNodes(TXoJSONArray* ANodes, const XoJSONString& APath, size_t AFrom, bool ADeep,
+                    TXoJDOCSelectOptions AOptions);
   static void SetJSONTypeOf(TXoJSONBase* ANode, TXoJSONDataType AType) { ANode->FJSONType = AType; }
 
   TXoJSONBase* FOwner = nullptr;
@@ -448,6 +471,8 @@ public:
   // The member most recently added (kept when members go away).
   TXoJSONMember* LastMember() const { return FLastMember; }
   void RemoveObject(TXoJSONBase* AChild) override;
+  // "#/" and the names of the members above, joined by "/" ("#/a/b").
+  XoJSONString GetPath();
 
   TIntfPtr<IXoJSONMember> AddMemberIntf1(const XoJSONString& AName) override;
   TIntfPtr<IXoJSONMember> AddMemberIntf2(const XoJSONString& AName, TXoJSONDataType AValueType) override;
@@ -529,9 +554,112 @@ public:
   TIntfPtr<IXoJSONBase> CreateRootValueIntf(TXoJSONDataType AValueType) override;
   TIntfPtr<IXoJSONMember> FindMemberIntf(const XoJSONString& AName, bool ACaseInsensitive = false) override;
   TIntfPtr<IXoJSONMember> GetMemberIntf(const XoJSONString& AName, TXoJDOCSelectOptions ASelectOptions = {}) override;
+  TIntfPtr<IXoJSONArray> SelectIntf(const XoJSONString& APath, TXoJDOCSelectOptions AOptions = {}) override {
+    return TXoJSONBase::SelectIntf(APath, AOptions);
+  }
 
 private:
   TXoJSONBase* CheckedRoot();
+};
+
+// ===========================================================================
+// Filters of JSON paths
+
+// The working list of a selection step and the candidates of a filter; it
+// owns nothing.
+class TXoJSONNodeList {
+public:
+  int32_t Count() const { return static_cast<int32_t>(FItems.size()); }
+  TXoJSONBase* Items(int32_t AIndex) const { return FItems.at(static_cast<size_t>(AIndex)); }
+  TXoJSONBase* operator[](int32_t AIndex) const { return Items(AIndex); }
+  void Add(TXoJSONBase* ANode) { FItems.push_back(ANode); }
+  int32_t IndexOf(const TXoJSONBase* ANode) const;
+  void Clear() { FItems.clear(); }
+  void Assign(const TXoJSONNodeList& AList) { FItems = AList.FItems; }
+  const std::vector<TXoJSONBase*>& List() const { return FItems; }
+
+private:
+  std::vector<TXoJSONBase*> FItems;
+};
+
+enum TXoBoolExpressionOperator : uint8_t { opNA = 0, opAnd = 1, opOr = 2 };
+enum TXoExpValueHasNodeWithValueOp : uint8_t {
+  opUnequal = 0,
+  opEqual = 1,
+  opSmaller = 2,
+  opSmallerEqual = 3,
+  opGreater = 4,
+  opGreaterEqual = 5,
+};
+
+class TXoBoolExpression;
+
+// What one term of a filter tests, for the candidate at AIndex.
+class TXoExpressionValue : public TObject {
+public:
+  virtual bool Value(TXoJSONNodeList& ANodeList, int32_t AIndex, bool& IsNull) = 0;
+  TXoBoolExpression* FExpression = nullptr;
+};
+
+// The outcome of the group under the expression that holds this value.
+class TXoExpressionValueChild : public TXoExpressionValue {
+public:
+  bool Value(TXoJSONNodeList& ANodeList, int32_t AIndex, bool& IsNull) override;
+};
+
+// The negated outcome of that group.
+class TXoExpressionValueNot : public TXoExpressionValueChild {
+public:
+  bool Value(TXoJSONNodeList& ANodeList, int32_t AIndex, bool& IsNull) override;
+};
+
+// Whether a path finds a node from the candidate.
+class TXoExpressionValueExists : public TXoExpressionValue {
+public:
+  TXoExpressionValueExists(XoJSONString APath, bool ACaseInsensitive)
+      : FPath(std::move(APath)), FCaseInsensitive(ACaseInsensitive) {}
+  bool Value(TXoJSONNodeList& ANodeList, int32_t AIndex, bool& IsNull) override;
+  XoJSONString FPath;
+  bool FCaseInsensitive;
+};
+
+// A comparison of two terms, each a path from the candidate or a literal.
+class TXoExpValueHasNodeWithValue : public TXoExpressionValue {
+public:
+  TXoExpValueHasNodeWithValue(XoJSONString AValue1, XoJSONString AValue2, TXoExpValueHasNodeWithValueOp AOperator,
+                              bool ACaseInsensitive)
+      : FValue1(std::move(AValue1)), FValue2(std::move(AValue2)), FOperator(AOperator),
+        FCaseInsensitive(ACaseInsensitive) {}
+  bool Value(TXoJSONNodeList& ANodeList, int32_t AIndex, bool& IsNull) override;
+  XoJSONString FValue1, FValue2;
+  TXoExpValueHasNodeWithValueOp FOperator;
+  bool FCaseInsensitive;
+};
+
+// One node of a filter tree: a value, the group under it (FChild) and the
+// next term of its chain (FSibling), joined by FOperation.
+class TXoBoolExpression : public TObject {
+public:
+  TXoBoolExpression() = default;
+  ~TXoBoolExpression() override;
+  TXoBoolExpression* AddChild(TXoBoolExpressionOperator AOperator);
+  TXoBoolExpression* AddFirstChild() { return AddChild(opNA); }
+  TXoBoolExpression* AddSibling(TXoBoolExpressionOperator AOperator);
+  // Frees the value held before.
+  void SetValue(TXoExpressionValue* AValue);
+  TXoExpressionValue* GetValue() const { return FValue; }
+  // The outcome for the candidate at AIndex: false also when a comparison
+  // that ran had no operand.
+  bool Evaluate(TXoJSONNodeList& ANodeList, int32_t AIndex);
+  // The outcome of this node's chain, from this node on, left to right.
+  bool Test(TXoJSONNodeList& ANodeList, int32_t AIndex, bool& IsNull);
+
+  TXoBoolExpressionOperator FOperation = opNA;
+  TXoBoolExpression* FParent = nullptr;
+  TXoBoolExpression* FSibling = nullptr;
+  TXoBoolExpression* FChild = nullptr;
+  TXoExpressionValue* FValue = nullptr;
+  bool FNotOperand = false;  // the operand of a "!": the parse returns to the holder behind it
 };
 
 // The loader of the document model: adds nodes to a tree as the events come

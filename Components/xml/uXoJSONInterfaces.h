@@ -82,6 +82,19 @@ inline constexpr char16_t _cXoJSONUnexpectedType[] = u"Unexptected JSON type!";
 inline constexpr char16_t _cXoJSONNotSupported[] = u"Instances of %s do not support the %s method!";
 inline constexpr char16_t _cXoJSONNoRootValue[] = u"There is no root value!";
 inline constexpr char16_t _cXoJSONNoFile[] = u"There is no file \"%s\"";
+// Paths and filters.
+inline constexpr char16_t _cXoJSONNoNodes[] = u"The specified path returned no nodes!";
+inline constexpr char16_t _cXoJSONInvalidPath[] = u"The specified path is not a valid JSON path.";
+inline constexpr char16_t _cXoJSONPathCharExpected[] =
+    u"The specified path is not a valid JSON path. Character '%s' was expected, however '%s' was found.";
+inline constexpr char16_t _cXoJSONPathCharPosition[] =
+    u"The specified path is not a valid JSON path. A character ('%s') was detected on an invalid position.";
+inline constexpr char16_t _cXoJSONScriptExpression[] = u"The specified script expression is too complex or not valid!";
+inline constexpr char16_t _cXoJSONInvalidExpressionParenthesis[] =
+    u"An invalid expression was detected!\r\nCheck the parenthesis.";
+inline constexpr char16_t _cXoJSONInvalidExpressionNot[] =
+    u"An invalid expression was detected!\r\nA \"not\" operator must have a child value.";
+inline constexpr char16_t _cXoJSONInvalidOperation[] = u"An invalid operation has been detected!";
 
 // The integer codes of EXoJSONException and EXoJSONParseError.
 inline constexpr int32_t cXoJSONErrNotWellFormed = 2;
@@ -91,6 +104,11 @@ inline constexpr int32_t cXoJSONErrNoMember = 5;
 inline constexpr int32_t cXoJSONErrUnexpectedType = 6;
 inline constexpr int32_t cXoJSONErrNotSupported = 9;
 inline constexpr int32_t cXoJSONErrNoRootValue = 10;
+inline constexpr int32_t cXoJSONErrNoNodes = 11;
+inline constexpr int32_t cXoJSONErrInvalidPath = 13;
+inline constexpr int32_t cXoJSONErrPathCharExpected = 14;
+inline constexpr int32_t cXoJSONErrPathCharPosition = 15;
+inline constexpr int32_t cXoJSONErrScriptExpression = 17;
 
 class EXoJSONException : public EXoException {
 public:
@@ -223,6 +241,8 @@ public:
   virtual bool HasMember(const XoJSONString& AName, bool ACaseInsensitive = false) = 0;
   virtual TIntfPtr<IXoJSONMember> GetMemberIntf(const XoJSONString& AName,
                                                 TXoJDOCSelectOptions ASelectOptions = {}) = 0;
+  // The nodes a JSON path selects from this node, as a new result array.
+  virtual TIntfPtr<IXoJSONArray> SelectIntf(const XoJSONString& APath, TXoJDOCSelectOptions AOptions = {}) = 0;
 };
 
 class IXoJSONSimpleType : public virtual IXoJSONBase {};
@@ -280,6 +300,7 @@ public:
   virtual TIntfPtr<IXoJSONMember> FindMemberIntf(const XoJSONString& AName, bool ACaseInsensitive = false) = 0;
   virtual TIntfPtr<IXoJSONMember> GetMemberIntf(const XoJSONString& AName,
                                                 TXoJDOCSelectOptions ASelectOptions = {}) = 0;
+  virtual TIntfPtr<IXoJSONArray> SelectIntf(const XoJSONString& APath, TXoJDOCSelectOptions AOptions = {}) = 0;
   virtual void LoadFromStream(TStream* AStream, uint16_t ACodePage, bool AIsUrlFormEncoded) = 0;
   virtual void LoadFromFile(const XoJSONString& AFileName, uint16_t AMode) = 0;
   virtual void SaveToFile(const XoJSONString& AFileName, bool AFormatted) = 0;

@@ -56,13 +56,14 @@ void TXoJSONBase::FreeChildren() {
   auto detach = [&work](TXoJSONBase* ANode) {
     std::vector<TXoJSONBase*> children;
     children.swap(ANode->FObjects);
-    const bool destroy = ANode->FDestroyChilds;
     for (size_t i = children.size(); i-- > 0;) {
       TXoJSONBase* c = children[i];
-      if (destroy) c->FOwner = nullptr;
-      if (c->_Release() > 0 || !destroy) {
-        // Held by an interface (or not ours): the last reference frees it.
-        if (destroy) c->SetAutoDestroy(true);
+      // Entries of a result list belong to another tree and hold no count.
+      if (c->FOwner != ANode) continue;
+      c->FOwner = nullptr;
+      if (c->_Release() > 0) {
+        // Held by an interface: the last reference frees it.
+        c->SetAutoDestroy(true);
         continue;
       }
       work.push_back(c);
@@ -78,12 +79,14 @@ void TXoJSONBase::FreeChildren() {
 }
 
 void TXoJSONBase::DestroyObjects() {
-  if (FDestroyChilds) {
-    while (!FObjects.empty()) FObjects.back()->FreeObject();
-  } else {
-    std::vector<TXoJSONBase*> children;
-    children.swap(FObjects);
-    for (TXoJSONBase* c : children) c->_Release();
+  // A node frees the children it owns; a result list only forgets its
+  // entries, which belong to another tree.
+  while (!FObjects.empty()) {
+    TXoJSONBase* c = FObjects.back();
+    if (c->FOwner == this)
+      c->FreeObject();
+    else
+      FObjects.pop_back();
   }
 }
 

@@ -104,6 +104,19 @@ bool LooksLikeXMLFile(const std::string& AFile) {
   }
 }
 
+bool LooksLikeJSONFile(const std::string& AFile) {
+  struct stat st;
+  if (AFile == "-" || ::stat(AFile.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+  try {
+    xo::TFileStream in(AFile, xo::fmOpenRead | xo::fmShareDenyWrite);
+    uint8_t head[4096];
+    const int64_t n = in.Read(head, sizeof head);
+    return n > 0 && LooksLikeJSON(head, static_cast<size_t>(n));
+  } catch (const xo::Exception&) {
+    return false;
+  }
+}
+
 int64_t TStdOut::Read(void*, int64_t) { throw xo::EReadError(u"Stream read error"); }
 
 int64_t TStdOut::Write(const void* ABuffer, int64_t ACount) {

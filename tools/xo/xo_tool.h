@@ -63,6 +63,9 @@ bool LooksLikeJSON(const uint8_t* AData, size_t ASize);
 // (looked for in its first bytes): such a file can go to the XML reader by
 // name. JSON, pipes, FIFOs and files that cannot be read answer false.
 bool LooksLikeXMLFile(const std::string& AFile);
+// Whether FILE is a regular file whose first significant character (in its
+// first bytes) is there and is not "<".
+bool LooksLikeJSONFile(const std::string& AFile);
 
 // Standard output as a TStream. Write failures are remembered, not thrown, so
 // that a command finishes its work; Close flushes and answers whether every
