@@ -582,8 +582,10 @@ private:
   std::vector<TXoJSONBase*> FItems;
 };
 
-enum TXoBoolExpressionOperator : uint8_t { opNA = 0, opAnd = 1, opOr = 2 };
-enum TXoExpValueHasNodeWithValueOp : uint8_t {
+// Scoped: the XPath filters of the XML tree use the same names for their own
+// operators.
+enum class TXoBoolExpressionOperator : uint8_t { opNA = 0, opAnd = 1, opOr = 2 };
+enum class TXoExpValueHasNodeWithValueOp : uint8_t {
   opUnequal = 0,
   opEqual = 1,
   opSmaller = 2,
@@ -643,7 +645,7 @@ public:
   TXoBoolExpression() = default;
   ~TXoBoolExpression() override;
   TXoBoolExpression* AddChild(TXoBoolExpressionOperator AOperator);
-  TXoBoolExpression* AddFirstChild() { return AddChild(opNA); }
+  TXoBoolExpression* AddFirstChild() { return AddChild(TXoBoolExpressionOperator::opNA); }
   TXoBoolExpression* AddSibling(TXoBoolExpressionOperator AOperator);
   // Frees the value held before.
   void SetValue(TXoExpressionValue* AValue);
@@ -654,7 +656,7 @@ public:
   // The outcome of this node's chain, from this node on, left to right.
   bool Test(TXoJSONNodeList& ANodeList, int32_t AIndex, bool& IsNull);
 
-  TXoBoolExpressionOperator FOperation = opNA;
+  TXoBoolExpressionOperator FOperation = TXoBoolExpressionOperator::opNA;
   TXoBoolExpression* FParent = nullptr;
   TXoBoolExpression* FSibling = nullptr;
   TXoBoolExpression* FChild = nullptr;

@@ -9,6 +9,9 @@
 
 namespace xo {
 
+using enum TXoBoolExpressionOperator;
+using enum TXoExpValueHasNodeWithValueOp;
+
 namespace {
 
 [[noreturn]] void RaiseInvalidPath() {
