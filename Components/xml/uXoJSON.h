@@ -692,6 +692,9 @@ private:
   void Climb();
   TXoJSONReader* FReader;
   TXoJSONBase* FCurrValue;
+  // The null value StartMember gave the last member: a simple value that
+  // follows takes it over instead of replacing it by a node of its own.
+  TXoJSONBase* FPlaceholder = nullptr;
 };
 
 // The component that turns a reader's events into event properties of a

@@ -29,13 +29,20 @@ TXoJSONBase* TXoJSONHandler::Open(TXoJSONDataType AType) {
   }
 }
 
-void TXoJSONHandler::StartObject() { FCurrValue = Open(jdtObject); }
-void TXoJSONHandler::StartArray() { FCurrValue = Open(jdtArray); }
+void TXoJSONHandler::StartObject() {
+  FPlaceholder = nullptr;
+  FCurrValue = Open(jdtObject);
+}
+
+void TXoJSONHandler::StartArray() {
+  FPlaceholder = nullptr;
+  FCurrValue = Open(jdtArray);
+}
 
 void TXoJSONHandler::StartMember(const XoJSONString& AName) {
   if (!FCurrValue || FCurrValue->GetNodeKind() != TXoJSONNodeKind::Object) throw Exception(u"Invalid objecttype");
   // A member has a value from the start; what follows replaces it.
-  static_cast<TXoJSONObject*>(FCurrValue)->AddMember(AName, jdtNull);
+  FPlaceholder = static_cast<TXoJSONObject*>(FCurrValue)->AddMember(AName, jdtNull)->GetValueObj();
 }
 
 void TXoJSONHandler::Value(TXoJSONDataType AValueType, const XoJSONString& AValue) {
@@ -46,7 +53,12 @@ void TXoJSONHandler::Value(TXoJSONDataType AValueType, const XoJSONString& AValu
   } else if (cur && cur->GetNodeKind() == TXoJSONNodeKind::Object) {
     TXoJSONMember* last = static_cast<TXoJSONObject*>(cur)->FLastMember;
     if (!last) RaiseOeps();
-    node = last->CreateValue(AValueType);
+    TXoJSONBase* held = last->GetValueObj();
+    if (held && held == FPlaceholder && held->GetRefCount() == 1)
+      node = held;  // the same as a fresh simple value in its place
+    else
+      node = last->CreateValue(AValueType);
+    FPlaceholder = nullptr;
   } else {
     RaiseOeps();
   }
