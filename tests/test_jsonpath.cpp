@@ -163,6 +163,21 @@ TEST(JSONPath, Filters) {
   EXPECT_EQ(Sel(g.D, chain), "0 ; 3");
 }
 
+TEST(JSONPath, FilterEntriesGatherEachNodeOnce) {
+  // Every element passes; an index and a second filter in the same step
+  // add nothing that is already there.
+  std::u16string text = u"[";
+  for (int i = 0; i < 50000; ++i) text += std::u16string(i ? u"," : u"") + u"{\"a\":1}";
+  text += u"]";
+  TDoc doc(text);
+  TXoJSONArray* all = doc.D->CreateNodeList(u"$[?(@.a==1)]");
+  EXPECT_EQ(all->Count(), 50000);
+  all->Free();
+  TXoJSONArray* twice = doc.D->CreateNodeList(u"$[0,?(@.a==1),?(@.a>0)]");
+  EXPECT_EQ(twice->Count(), 50000);
+  twice->Free();
+}
+
 TEST(JSONPath, FailuresAndCreation) {
   TDoc doc(uR"({"a":{"b":1},"arr":[{"x":1},{}]})");
   EXPECT_EQ(CodeOf(doc.D, u""), 13);

@@ -4,6 +4,7 @@
 // candidate. The walk over a tree keeps its own stack of pending steps, so
 // a recursive step (`..`) over a deep tree uses no machine stack.
 #include <algorithm>
+#include <unordered_set>
 
 #include "uXoJSON.h"
 
@@ -102,10 +103,6 @@ bool IsIndexText(std::u16string_view AText) {
   for (char16_t c : AText)
     if (!((c >= u'0' && c <= u'9') || c == u'-')) return false;
   return true;
-}
-
-void AddUnique(TXoJSONNodeList& AList, TXoJSONBase* ANode) {
-  if (AList.IndexOf(ANode) < 0) AList.Add(ANode);
 }
 
 // The value nodes a filter runs over: member values or elements.
@@ -533,8 +530,13 @@ void TXoJSONBase::_SelectNodes(TXoJSONArray* ANodes, const XoJSONString& APath, 
       if (!entry.empty() && entry[0] == u'?') {
         std::unique_ptr<TXoBoolExpression> filter = ParseFilter(entry, ci);
         TXoJSONNodeList candidates = Candidates(node);
+        // The candidates are distinct: a passing one is checked only against
+        // what earlier entries of this step gathered, so that a filter that
+        // passes many nodes stays linear.
+        std::unordered_set<const TXoJSONBase*> earlier(gathered.List().begin(), gathered.List().end());
         for (int32_t i = 0; i < candidates.Count(); ++i)
-          if (filter->Evaluate(candidates, i)) AddUnique(gathered, candidates[i]);
+          if (filter->Evaluate(candidates, i) && (earlier.empty() || !earlier.count(candidates[i])))
+            gathered.Add(candidates[i]);
         continue;
       }
       bool haveIndex = false;
